@@ -1,0 +1,9 @@
+#ifndef QVCORE_QVCORE_H
+#define QVCORE_QVCORE_H
+
+// Every public header of the library.
+
+#include "qvcore/Platform.h"
+#include "qvcore/core/MemoryBlock.h"
+
+#endif

@@ -1,0 +1,20 @@
+#include "tests/client/ClientPlugin.h"
+
+#include "qvcore/core/MemoryBlock.h"
+
+#include <algorithm>
+
+extern "C" __declspec(dllexport) std::string PluginCollect(const std::string &text, int piece)
+{
+    MemoryBlockVector vector;
+    for (std::size_t at = 0; at < text.size(); at += piece)
+        vector.append(text.data() + at, static_cast<int>(std::min<std::size_t>(piece, text.size() - at)));
+    return vector.toString();
+}
+
+extern "C" __declspec(dllexport) int PluginMakeBlock(int size)
+{
+    // An exception thrown in qvcore.dll passes through this module on its way to the caller.
+    MemoryBlock block(size, 'z');
+    return block.size();
+}

@@ -1,0 +1,13 @@
+#ifndef QVCORE_TESTS_CLIENTPLUGIN_H
+#define QVCORE_TESTS_CLIENTPLUGIN_H
+
+#include <string>
+
+// The plug-in's entry points, looked up by name with GetProcAddress.
+
+/// Collects text through the library's chunked vector in pieces and returns what it holds.
+typedef std::string (*CollectFn)(const std::string &text, int piece);
+/// Makes a library memory block of the given size (the library throws for a negative one).
+typedef int (*MakeBlockFn)(int size);
+
+#endif

@@ -1,0 +1,24 @@
+#!/bin/sh
+# The main job: installs what is missing, builds qvtool (x86_64) and runs it under Wine on
+# the sample text built into it. Any other arguments are passed to one qvtool call instead,
+# e.g. tools/run.sh chunks --piece 100
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+"$root/tools/setup.sh"
+"$root/tools/build.sh" x86_64 --target qvtool >/dev/null
+
+build="$root/build/x86_64"
+qvtool() {
+    echo "\$ qvtool $*"
+    "$root/tools/wine/wine-run.sh" "$build" "$build/bin/qvtool.exe" "$@"
+}
+
+"$root/tools/wine/wine-session.sh" "$build" start
+trap '"$root/tools/wine/wine-session.sh" "$build" stop' EXIT
+if [ $# -gt 0 ]; then
+    qvtool "$@"
+    exit
+fi
+qvtool --version
+qvtool chunks
+qvtool chunks --piece 64

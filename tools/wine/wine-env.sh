@@ -1,0 +1,16 @@
+# Sourced by the Wine helpers: one private prefix per build tree, never ~/.wine.
+# Expects QVCORE_BUILD_DIR to name the build tree.
+WINE_STATE_DIR="$QVCORE_BUILD_DIR/wine"
+export WINEPREFIX="$WINE_STATE_DIR/prefix"
+export WINEDEBUG="${WINEDEBUG:--all}"
+# No Mono or Gecko download dialogs while the prefix boots; the network is closed anyway.
+export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml=}"
+export WINEARCH=win64
+WINE_BIN=/usr/lib/wine/wine64
+WINESERVER_BIN=/usr/lib/wine/wineserver
+export WINELOADER="$WINE_BIN"
+export WINESERVER="$WINESERVER_BIN"
+if [ -z "${DISPLAY:-}" ] && [ -f "$WINE_STATE_DIR/display" ]; then
+    DISPLAY=$(cat "$WINE_STATE_DIR/display")
+    export DISPLAY
+fi
