@@ -1,89 +1,13 @@
 // qvtool: the library's facilities on the command line.
 
-#include "qvcore/QvCore.h"
+#include "Command.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-#include <vector>
+#include <exception>
+
+using namespace qvtool;
 
 namespace {
-
-using Args = std::vector<std::string>;
-
-struct Command {
-    const char *name;
-    const char *usage;
-    const char *summary;
-    int (*run)(const Args &args);
-};
-
-int fail(const std::string &message)
-{
-    std::fprintf(stderr, "qvtool: %s\n", message.c_str());
-    return 1;
-}
-
-// The sample text built into qvtool as a resource.
-std::string sampleBytes()
-{
-    HRSRC found = FindResourceA(nullptr, "SAMPLE", MAKEINTRESOURCEA(10) /* RT_RCDATA */);
-    HGLOBAL loaded = found ? LoadResource(nullptr, found) : nullptr;
-    const char *bytes = loaded ? static_cast<const char *>(LockResource(loaded)) : nullptr;
-    return bytes ? std::string(bytes, SizeofResource(nullptr, found)) : std::string();
-}
-
-// Reads a whole file through the system; false with a message on failure.
-bool readFile(const std::string &path, std::string &content, std::string &error)
-{
-    HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        error = path + ": cannot open (system error " + std::to_string(GetLastError()) + ")";
-        return false;
-    }
-    content.clear();
-    char buffer[65536];
-    DWORD got = 0;
-    bool ok = true;
-    while ((ok = ReadFile(file, buffer, sizeof buffer, &got, nullptr) != 0) && got > 0)
-        content.append(buffer, got);
-    if (!ok)
-        error = path + ": read failed (system error " + std::to_string(GetLastError()) + ")";
-    CloseHandle(file);
-    return ok;
-}
-
-// The named file, or the embedded sample when the name is empty.
-bool loadInput(const std::string &name, std::string &content, std::string &error)
-{
-    if (name.empty()) {
-        content = sampleBytes();
-        if (content.empty()) {
-            error = "the embedded sample is missing";
-            return false;
-        }
-        return true;
-    }
-    return readFile(name, content, error);
-}
-
-std::string displayName(const std::string &name)
-{
-    return name.empty() ? "(embedded sample)" : name;
-}
-
-bool parseCount(const std::string &text, int &value)
-{
-    char *end = nullptr;
-    long parsed = std::strtol(text.c_str(), &end, 10);
-    if (text.empty() || *end != '\0' || parsed <= 0 || parsed > 0x7FFFFFFF)
-        return false;
-    value = static_cast<int>(parsed);
-    return true;
-}
 
 // --- version -----------------------------------------------------------------------------
 
@@ -114,75 +38,17 @@ int runVersion(const Args &)
     return 0;
 }
 
-// --- chunks ------------------------------------------------------------------------------
-
-// Appends each input in pieces to a chunked memory vector and shows the chunks it made.
-int runChunks(const Args &args)
-{
-    int piece = 1000;
-    std::vector<std::string> names;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--piece") {
-            if (i + 1 == args.size() || !parseCount(args[i + 1], piece))
-                return fail("--piece needs a positive byte count");
-            ++i;
-        } else {
-            names.push_back(args[i]);
-        }
-    }
-    if (names.empty())
-        names.push_back("");
-
-    for (const std::string &name : names) {
-        std::string content, error;
-        if (!loadInput(name, content, error))
-            return fail(error);
-        if (content.size() > 0x7FFFFFFF)
-            return fail(displayName(name) + ": larger than 2 GiB");
-
-        MemoryBlockVector vector;
-        int pieces = 0;
-        for (std::size_t at = 0; at < content.size(); at += piece, ++pieces)
-            vector.append(content.data() + at, static_cast<int>(std::min<std::size_t>(piece, content.size() - at)));
-
-        std::printf("%s: %zu bytes appended in %d piece(s) of at most %d bytes\n", displayName(name).c_str(),
-                    content.size(), pieces, piece);
-        std::printf("  chunks:");
-        long long capacity = 0;
-        for (int i = 0; i < vector.chunkCount(); ++i) {
-            std::printf(" %d", vector.chunkCapacity(i));
-            capacity += vector.chunkCapacity(i);
-        }
-        std::printf("%s (%d chunk(s), %lld bytes reserved, %lld spare)\n", vector.chunkCount() ? "" : " none",
-                    vector.chunkCount(), capacity, capacity - static_cast<long long>(content.size()));
-        std::string back = vector.toString();
-        std::printf("  content read back: %zu bytes, %s\n", back.size(),
-                    back == content ? "identical" : "DIFFERENT");
-        if (back != content)
-            return fail(displayName(name) + ": content changed in the memory vector");
-    }
-    return 0;
-}
-
-int runHelp(const Args &);
-
-const Command commands[] = {
-    {"--help", "qvtool --help", "this text", runHelp},
-    {"--version", "qvtool --version", "the version of qvcore.dll in use", runVersion},
-    {"chunks", "qvtool chunks [--piece N] [FILE...]",
-     "append each FILE (default: the embedded sample) in N-byte pieces (default 1000) to a chunked memory "
-     "vector and show its chunks",
-     runChunks},
-};
-
 int runHelp(const Args &)
 {
     std::printf("qvtool: the QvCore library's facilities on the command line.\n\nUsage:\n");
-    for (const Command &command : commands)
-        std::printf("  %-40s %s\n", command.usage, command.summary);
-    std::printf("\nCommands that read a FILE use the embedded sample text when none is named.\n");
+    for (const Command &command : commands())
+        std::printf("  %-44s %s\n", command.usage, command.summary);
+    std::printf("\nCommands that read a FILE use the sample text built into qvtool when none is named.\n");
     return 0;
 }
+
+const CommandRegistration help({"--help", "qvtool --help", "this text", runHelp});
+const CommandRegistration version({"--version", "qvtool --version", "the version of qvcore.dll in use", runVersion});
 
 }  // namespace
 
@@ -196,7 +62,7 @@ int main(int argc, char **argv)
     if (name == "-h" || name == "help")
         name = "--help";
     Args args(argv + 2, argv + argc);
-    for (const Command &command : commands) {
+    for (const Command &command : commands()) {
         if (name == command.name) {
             try {
                 return command.run(args);
