@@ -5,5 +5,7 @@
 
 #include "qvcore/Platform.h"
 #include "qvcore/core/MemoryBlock.h"
+#include "qvcore/core/String.h"
+#include "qvcore/runtime/ModuleBase.h"
 
 #endif
