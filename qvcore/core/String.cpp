@@ -315,6 +315,13 @@ String String::FromMultibyte(unsigned int codePage, const char *s, int len)
     // One unit per byte is enough for almost every code page; the system is asked for the
     // exact size only when it is not.
     int capacity = len < 0x7FFFFFFF ? len + 1 : len;
+    // Short texts are decoded on the stack and copied once into a string of the exact size.
+    if (capacity <= 1024) {
+        wchar_t buffer[1024];
+        int count = MultiByteToWideChar(codePage, 0, s, len, buffer, capacity);
+        if (count > 0 && count < capacity)
+            return String(units(buffer), static_cast<unsigned int>(count));
+    }
     String result;
     result.resize(static_cast<std::size_t>(capacity));
     int count = MultiByteToWideChar(codePage, 0, s, len, wide(&result[0]), capacity);

@@ -127,6 +127,10 @@ TEST(StringEncoding, ConversionFailuresGiveEmptyResults)
     EXPECT_EQ(String().Multibyte(1252), "");
     // Characters 1252 cannot hold become its default character.
     EXPECT_EQ(S(L"a\u4e2db").Multibyte(1252), "a?b");
+    // UTF-7 needs more than three bytes per unit here: the size is asked for and the
+    // conversion repeated.
+    EXPECT_EQ(S(L"\u4e2d").Multibyte(65000), "+Ti0-");
+    EXPECT_EQ(String::FromMultibyte(65000, "+Ti0-"), S(L"\u4e2d"));
 }
 
 TEST(StringEncoding, DecodesTextLongerThanOneUnitPerByteBound)
