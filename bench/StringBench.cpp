@@ -51,7 +51,7 @@ void row(const char *name, const char *reference, F library, G bare)
         bare();
     }
     double ours = 1e300, base = 1e300;
-    for (int round = 0; round < 6; ++round) {
+    for (int round = 0; round < 10; ++round) {
         ours = std::min(ours, measure(library));
         base = std::min(base, measure(bare));
     }
