@@ -84,11 +84,18 @@ __attribute__((noinline)) void faultUnderObject(int &destroyed)
 // A fault seen by this test's own translator, to tell it apart from the library's.
 struct TestTranslated {
     unsigned int code;
+    void *address;
+    DWORD64 contextPc;  // where the context handed to the translator says the thread was
 };
 
-void __cdecl testTranslator(unsigned int code, EXCEPTION_POINTERS *)
+void __cdecl testTranslator(unsigned int code, EXCEPTION_POINTERS *pointers)
 {
-    throw TestTranslated{code};
+#if defined(__x86_64__)
+    DWORD64 pc = pointers->ContextRecord->Rip;
+#else
+    DWORD64 pc = pointers->ContextRecord->Eip;
+#endif
+    throw TestTranslated{code, pointers->ExceptionRecord->ExceptionAddress, pc};
 }
 
 void __cdecl decliningTranslator(unsigned int, EXCEPTION_POINTERS *)
@@ -346,12 +353,15 @@ TEST(SEHCall, ThePreviousTranslatorIsBackAfterFaultsAndOtherExceptions)
     Call([] {}).DoCall();
     EXPECT_EQ(&testTranslator, currentTranslator());
 
-    // The test's translator really is in force again: it, not the library's, sees the next fault.
+    // The test's translator really is in force again: it, not the library's, sees the next fault,
+    // with the record and the context of the fault itself.
     try {
-        divideByZero();
+        readAtEntry(nullptr);
         ADD_FAILURE() << "no exception";
     } catch (const TestTranslated &t) {
-        EXPECT_EQ(0xC0000094u, t.code);
+        EXPECT_EQ(0xC0000005u, t.code);
+        EXPECT_EQ(reinterpret_cast<void *>(&readAtEntry), t.address);
+        EXPECT_EQ(reinterpret_cast<UINT_PTR>(&readAtEntry), t.contextPc);
     }
 }
 
