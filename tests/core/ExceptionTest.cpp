@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -405,6 +406,16 @@ TEST(SEHException, UnwindingFindsFaultingFramesAndDestroysTheirObjects)
         EXPECT_EQ(reinterpret_cast<void *>(&readAtEntry), e.GetModuleLocation());
     }
     EXPECT_TRUE(catchesFaultAtStartOfTry(nullptr));
+
+    // A fault inside the library unwinds through the library's frames back into ours.
+    try {
+        String fromBadPointer(reinterpret_cast<const unsigned short *>(0x10));
+        ADD_FAILURE() << "no exception";
+    } catch (const SEHException &e) {
+        EXPECT_EQ(0xC0000005UL, e.GetCode());
+        std::string module = utf8(e.GetModuleFileName());
+        EXPECT_EQ("qvcore.dll", module.substr(module.size() - std::min<std::size_t>(module.size(), 10)));
+    }
 }
 
 TEST(SEHException, OnlyFaultsAndSystemErrorsAreTranslated)
