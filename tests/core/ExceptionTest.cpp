@@ -46,6 +46,16 @@ __attribute__((noinline)) void divideByZero()
     sink = 1 / zero;
 }
 
+__attribute__((noinline)) void breakPoint()
+{
+    asm volatile("int3");
+}
+
+__attribute__((noinline)) void illegalInstruction()
+{
+    __builtin_trap();
+}
+
 // The faulting instruction is the very first of the function: the unwinder must still find it.
 __attribute__((noinline)) int readAtEntry(int *p)
 {
@@ -320,6 +330,19 @@ TEST(SEHCall, FaultsInsideInvokeArriveAsSEHExceptionAtTheCaller)
     } catch (const SEHException &e) {
         EXPECT_EQ(0xC0000094UL, e.GetCode());
         EXPECT_EQ(executableName(), e.GetModuleFileName().Utf8());
+    }
+    const struct {
+        void (*work)();
+        unsigned long code;
+    } traps[] = {{breakPoint, 0x80000003}, {illegalInstruction, 0xC000001D}};
+    for (const auto &trap : traps) {
+        try {
+            Call(trap.work).DoCall();
+            ADD_FAILURE() << "no exception";
+        } catch (const SEHException &e) {
+            EXPECT_EQ(trap.code, e.GetCode());
+            EXPECT_EQ(reinterpret_cast<void *>(trap.work), e.GetModuleLocation());
+        }
     }
     // Translation happens again and again: nothing is used up by the first fault.
     for (int i = 0; i < 3; ++i)
