@@ -23,3 +23,11 @@ qvtool --version
 qvtool chunks
 qvtool chunks --piece 64
 qvtool now
+# The sample (UTF-8) through String's code-page conversions; the sizes go to the error stream.
+convertSample() {
+    echo "\$ qvtool convert $* < sample.txt > /dev/null"
+    "$root/tools/wine/wine-run.sh" "$build" "$build/bin/qvtool.exe" convert "$@" \
+        < "$root/tools/qvtool/sample/sample.txt" > /dev/null
+}
+convertSample --from utf-8 --to utf-16le --info
+convertSample --from utf-8 --to 1252 --info

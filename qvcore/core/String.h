@@ -176,6 +176,15 @@ public:
     String Trim(bool left = true, bool right = true) const;
     String Trim(const Base &set, bool left = true, bool right = true) const;
     String Trim(unsigned short ch, bool left = true, bool right = true) const;
+    /// Character literals: without these, Trim('-') would be ambiguous with Trim(bool, bool).
+    String Trim(char ch, bool left = true, bool right = true) const
+    {
+        return Trim(static_cast<unsigned short>(static_cast<unsigned char>(ch)), left, right);
+    }
+    String Trim(wchar_t ch, bool left = true, bool right = true) const
+    {
+        return Trim(static_cast<unsigned short>(ch), left, right);
+    }
     /// Replaces up to count occurrences (-1: all) left to right, never searching inserted text.
     String &Replace(const Base &find, Base with, int count = -1);
 
