@@ -4,7 +4,10 @@
 #include "qvcore/runtime/ModuleBase.h"
 #include "qvcore/runtime/ModuleLock.h"
 
+#include <algorithm>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 const CLSID CLSID_QvCore = {0x16D389DE, 0x1A3F, 0x4A43, {0x98, 0x6D, 0x2D, 0x07, 0xC9, 0x1F, 0x91, 0x1B}};
 const IID IID_ILogFile = {0xE3F4C6F9, 0x11E5, 0x4F94, {0x82, 0xA6, 0x65, 0x6B, 0x0C, 0xE1, 0x2B, 0x04}};
@@ -14,6 +17,8 @@ namespace {
 
 // The longest String there can be.
 const unsigned long long maxLineLength = 2147483645ull;
+// "[hh:mm:ss] ", the tag in ten columns and the blank behind it.
+const unsigned long long stampAndTagLength = 22;
 
 class CriticalSectionLock {
 public:
@@ -69,13 +74,13 @@ public:
     }
 
     // False when no file is open; whether WriteFile succeeded is not reported.
-    bool Write(const std::string &line)
+    bool Write(const char *line, DWORD size)
     {
         CriticalSectionLock lock(lock_);
         if (handle_ == INVALID_HANDLE_VALUE)
             return false;
         DWORD written = 0;
-        WriteFile(handle_, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+        WriteFile(handle_, line, size, &written, nullptr);
         return true;
     }
 
@@ -99,6 +104,41 @@ private:
     HANDLE handle_;
     CRITICAL_SECTION lock_;
 };
+
+// The local time of day (hour, minute and second; the other fields are 0), as GetLocalTime
+// gives it. GetLocalTime costs a third of a line's WriteFile under Wine, so the offset of
+// local time from UTC is kept and read again whenever the UTC minute changes: time-zone and
+// daylight-saving switches fall on whole minutes. A thread racing with an update reads an
+// offset that is valid for the current minute either way.
+void localTimeOfDay(SYSTEMTIME &now)
+{
+    now = SYSTEMTIME();
+    static volatile LONG64 offsetMinute = -1;  // the UTC minute offset was read in
+    static volatile LONG64 offset = 0;         // local minus UTC, in 100 ns ticks
+    const LONG64 ticksPerSecond = 10000000, ticksPerMinute = 60 * ticksPerSecond;
+
+    FILETIME utcTime;
+    GetSystemTimeAsFileTime(&utcTime);
+    LONG64 utc = static_cast<LONG64>((static_cast<ULONGLONG>(utcTime.dwHighDateTime) << 32) | utcTime.dwLowDateTime);
+    LONG64 localOffset;
+    if (InterlockedCompareExchange64(&offsetMinute, 0, 0) == utc / ticksPerMinute) {
+        localOffset = InterlockedCompareExchange64(&offset, 0, 0);
+    } else {
+        FILETIME localTime;
+        if (!FileTimeToLocalFileTime(&utcTime, &localTime)) {
+            GetLocalTime(&now);
+            return;
+        }
+        LONG64 local = static_cast<LONG64>((static_cast<ULONGLONG>(localTime.dwHighDateTime) << 32) | localTime.dwLowDateTime);
+        localOffset = local - utc;
+        InterlockedExchange64(&offset, localOffset);
+        InterlockedExchange64(&offsetMinute, utc / ticksPerMinute);
+    }
+    LONG64 secondOfDay = (utc + localOffset) / ticksPerSecond % (24 * 60 * 60);
+    now.wHour = static_cast<WORD>(secondOfDay / 3600);
+    now.wMinute = static_cast<WORD>(secondOfDay / 60 % 60);
+    now.wSecond = static_cast<WORD>(secondOfDay % 60);
+}
 
 // Made on first use and destroyed when the library is unloaded, which closes the file.
 LogSink &sink()
@@ -125,12 +165,6 @@ String fileNameOf(const String &path)
     while (at > 0 && !isPathSeparator(path[at - 1]))
         --at;
     return path.substr(at);
-}
-
-void appendTwoDigits(String &out, WORD value)
-{
-    out.push_back(static_cast<unsigned short>('0' + value / 10 % 10));
-    out.push_back(static_cast<unsigned short>('0' + value % 10));
 }
 
 }  // namespace
@@ -196,7 +230,11 @@ HRESULT STDMETHODCALLTYPE LogFile::SetSourceModule(const void *address)
 HRESULT STDMETHODCALLTYPE LogFile::LogLine(const unsigned short *text)
 {
     try {
-        WriteLine(text ? String(text) : String());
+        std::size_t length = 0;
+        if (text)
+            while (text[length])
+                ++length;
+        WriteLine(text, length);
         return S_OK;
     } catch (...) {
         return E_FAIL;
@@ -271,28 +309,23 @@ HRESULT STDMETHODVCALLTYPE LogFile::LogFormat(const unsigned short *fmt, ...)
 {
     if (!fmt)
         return E_FAIL;
+    va_list args;
+    va_start(args, fmt);
+    HRESULT result = E_FAIL;
     try {
-        va_list args;
-        va_start(args, fmt);
-        String text;
-        try {
-            text = String::FromFormatV(fmt, args);
-        } catch (...) {
-            va_end(args);
-            throw;
-        }
-        va_end(args);
-        return LogText(text);
+        result = LogText(String::FromFormatV(fmt, args));
     } catch (...) {
-        return E_FAIL;
+        // E_FAIL stands: nothing leaves a slot.
     }
+    va_end(args);
+    return result;
 }
 
 HRESULT STDMETHODCALLTYPE LogFile::LogText(const String &text)
 {
     try {
         for (const String &part : text.Split(String(units(u"\r\n"))))
-            if (!WriteLine(part))
+            if (!WriteLine(part.data(), part.size()))
                 return E_FAIL;
         return S_OK;
     } catch (...) {
@@ -304,32 +337,13 @@ HRESULT STDMETHODCALLTYPE LogFile::FormatLine(String &out, const String &text)
 {
     try {
         SYSTEMTIME now;
-        GetLocalTime(&now);
+        localTimeOfDay(now);
+        unsigned long long length = LineLength(text.size());
+        if (length > maxLineLength)
+            throw std::length_error("LogFile::FormatLine");
         String line;
-        if (!text.empty()) {
-            // "[%02i:%02i:%02i] % -10.10s " built by hand: the formatter would switch the
-            // numeric locale for every line, which costs more than writing the line.
-            unsigned long long blanks = 2ull * indent_;
-            if (22 + blanks + text.size() + 2 > maxLineLength)
-                throw std::length_error("LogFile::FormatLine");
-            line.reserve(22 + static_cast<String::size_type>(blanks) + text.size() + 2);
-            line.push_back('[');
-            appendTwoDigits(line, now.wHour);
-            line.push_back(':');
-            appendTwoDigits(line, now.wMinute);
-            line.push_back(':');
-            appendTwoDigits(line, now.wSecond);
-            line.push_back(']');
-            line.push_back(' ');
-            String::size_type tagLength = 0;
-            while (tagLength < tag_.size() && tagLength < 10 && tag_[tagLength] != 0)
-                ++tagLength;
-            line.append(tag_, 0, tagLength);
-            line.append(10 - tagLength + 1 + static_cast<String::size_type>(blanks), ' ');
-            line += text;
-        }
-        line.push_back('\r');
-        line.push_back('\n');
+        line.resize(static_cast<String::size_type>(length));
+        ComposeLine(&line[0], now, text.data(), text.size());
         out.swap(line);
         return S_OK;
     } catch (...) {
@@ -337,10 +351,65 @@ HRESULT STDMETHODCALLTYPE LogFile::FormatLine(String &out, const String &text)
     }
 }
 
-bool LogFile::WriteLine(const String &text)
+unsigned long long LogFile::LineLength(std::size_t length) const
 {
-    String line;
-    if (FormatLine(line, text) != S_OK)
-        throw std::runtime_error("LogFile: line not formatted");
-    return sink().Write(line.SystemMultibyte());
+    return length == 0 ? 2 : stampAndTagLength + 2ull * indent_ + length + 2;
+}
+
+// "[%02i:%02i:%02i] % -10.10s " is built by hand: the formatter would switch the numeric
+// locale for every line, which costs more than writing the line.
+void LogFile::ComposeLine(unsigned short *out, const SYSTEMTIME &now, const unsigned short *text,
+                          std::size_t length) const
+{
+    if (length > 0) {
+        const WORD fields[] = {now.wHour, now.wMinute, now.wSecond};
+        *out++ = '[';
+        for (int i = 0; i < 3; ++i) {
+            *out++ = static_cast<unsigned short>('0' + fields[i] / 10 % 10);
+            *out++ = static_cast<unsigned short>('0' + fields[i] % 10);
+            *out++ = i < 2 ? ':' : ']';
+        }
+        *out++ = ' ';
+        // As "%-10.10s": at most ten units, up to a zero unit, padded with blanks.
+        int column = 0;
+        for (; column < 10 && column < static_cast<int>(tag_.size()) && tag_[column] != 0; ++column)
+            *out++ = tag_[column];
+        for (unsigned long long blanks = 10 - column + 1 + 2ull * indent_; blanks > 0; --blanks)
+            *out++ = ' ';
+        std::copy(text, text + length, out);
+        out += length;
+    }
+    *out++ = '\r';
+    *out = '\n';
+}
+
+bool LogFile::WriteLine(const unsigned short *text, std::size_t length)
+{
+    SYSTEMTIME now;
+    localTimeOfDay(now);
+    unsigned long long lineLength = LineLength(length);
+    if (lineLength > maxLineLength)
+        throw std::length_error("LogFile: line too long");
+    // Lines of usual length are built and converted on the stack: no allocation per line.
+    unsigned short stackUnits[512];
+    char stackBytes[3 * sizeof stackUnits / sizeof stackUnits[0]];
+    std::vector<unsigned short> heapUnits;
+    unsigned short *units = stackUnits;
+    if (lineLength > sizeof stackUnits / sizeof stackUnits[0]) {
+        heapUnits.resize(static_cast<std::size_t>(lineLength));
+        units = heapUnits.data();
+    }
+    ComposeLine(units, now, text, length);
+
+    // The conversion of String::SystemMultibyte, into the stack buffer when it fits.
+    const wchar_t *wide = reinterpret_cast<const wchar_t *>(units);
+    int count = static_cast<int>(lineLength);
+    int bytes = WideCharToMultiByte(CP_ACP, 0, wide, count, stackBytes, sizeof stackBytes, nullptr, nullptr);
+    if (bytes > 0)
+        return sink().Write(stackBytes, static_cast<DWORD>(bytes));
+    std::string heapBytes(static_cast<std::size_t>(WideCharToMultiByte(CP_ACP, 0, wide, count, nullptr, 0, nullptr, nullptr)), '\0');
+    bytes = heapBytes.empty() ? 0
+                              : WideCharToMultiByte(CP_ACP, 0, wide, count, &heapBytes[0], static_cast<int>(heapBytes.size()),
+                                                    nullptr, nullptr);
+    return sink().Write(heapBytes.data(), static_cast<DWORD>(bytes > 0 ? bytes : 0));
 }

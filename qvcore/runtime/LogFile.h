@@ -101,8 +101,13 @@ private:
     LogFile(const LogFile &) = delete;
     LogFile &operator=(const LogFile &) = delete;
 
-    // Formats and writes one line; false when no file is open.
-    bool WriteLine(const String &text);
+    // The number of units of the line for a text of length units (CR LF included).
+    unsigned long long LineLength(std::size_t length) const;
+    // Writes that line, stamped with now, to out[0] to out[LineLength(length) - 1].
+    void ComposeLine(unsigned short *out, const SYSTEMTIME &now, const unsigned short *text, std::size_t length) const;
+    // Formats and writes one line (as FormatLine, then the ANSI code page); false when no
+    // file is open.
+    bool WriteLine(const unsigned short *text, std::size_t length);
 
     volatile LONG refCount_;
     String tag_;

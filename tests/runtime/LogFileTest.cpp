@@ -39,16 +39,20 @@ protected:
         ASSERT_TRUE(server_.loaded());
         log_ = server_.create();
         ASSERT_NE(log_, nullptr);
-        path_ = temporaryPath("qvcore-log") + ".log";
-        ASSERT_EQ(log_->Open(String(wide(path_).c_str()).c_str()), S_OK);
+        const std::string path = temporaryPath("qvcore-log") + ".log";
+        ASSERT_EQ(log_->Open(String(wide(path).c_str()).c_str()), S_OK);
+        path_ = path;
         first_ = secondsNow();
     }
     void TearDown() override
     {
         if (log_)
             log_->Release();
+        // Unloading the library closes the file: only then can it be deleted.
         server_.unload();
-        DeleteFileA(path_.c_str());
+        if (!path_.empty()) {
+            EXPECT_TRUE(DeleteFileA(path_.c_str())) << path_;
+        }
     }
 
     // The file's content with every time stamp checked and masked.
@@ -310,7 +314,7 @@ TEST(LogFile, ConcurrentWritersNeverSplitOrLoseALine)
                 seconds, threads * linesPerThread / seconds);
     EXPECT_EQ(server.canUnloadNow(), S_OK);
     server.unload();
-    DeleteFileA(path.c_str());
+    EXPECT_TRUE(DeleteFileA(path.c_str())) << path;
 }
 
 }  // namespace
