@@ -211,9 +211,10 @@ HRESULT STDMETHODCALLTYPE LogFile::SetSourceModule(const void *address)
         String name;
         // A null module would make the system name the executable instead.
         if (HINSTANCE module = ModuleBase::GetHInstance(address)) {
+            // A longer name is used as far as it fits in MAX_PATH bytes.
             char path[MAX_PATH];
             DWORD length = GetModuleFileNameA(module, path, MAX_PATH);
-            if (length > 0 && length < MAX_PATH) {
+            if (length > 0) {
                 name = fileNameOf(String::FromSystemMultibyte(path, static_cast<int>(length)));
                 String::size_type dot = name.rfind('.');
                 if (dot != String::npos)

@@ -44,7 +44,8 @@ struct ILogFile : public IUnknown {
     /// The tag becomes the file name, without folder and extension, of the module that
     /// contains address (empty when it lies in no module). S_OK.
     virtual HRESULT STDMETHODCALLTYPE SetSourceModule(const void *address) = 0;
-    /// Writes one line (FormatLine). S_OK even when no file is open and the line is lost.
+    /// Writes one line (FormatLine; null is the empty text). S_OK even when no file is open
+    /// and the line is lost; E_FAIL only when the line cannot be built (see FormatLine).
     virtual HRESULT STDMETHODCALLTYPE LogLine(const unsigned short *text) = 0;
     virtual HRESULT STDMETHODCALLTYPE SetIndent(unsigned long level) = 0;
     /// Creates the file (an existing one is truncated) and keeps path: S_OK. E_FAIL when a file
@@ -68,7 +69,8 @@ struct ILogFile2 : public ILogFile {
     /// One line per non-empty line of text (split at CR and LF). E_FAIL when no file is open
     /// (the remaining lines are dropped), S_OK otherwise, also when there is no line at all.
     virtual HRESULT STDMETHODCALLTYPE LogText(const String &text) = 0;
-    /// out = the line that would be written for text, CR LF included. S_OK.
+    /// out = the line that would be written for text, CR LF included: S_OK. E_FAIL and out
+    /// unchanged when the line would be longer than a String can be (an absurd indentation).
     virtual HRESULT STDMETHODCALLTYPE FormatLine(String &out, const String &text) = 0;
 };
 
