@@ -22,6 +22,7 @@ fi
 qvtool --version
 qvtool chunks
 qvtool chunks --piece 64
+qvtool now
 # The log: every line of the sample, time-stamped and tagged, through the library's COM
 # entry point (the file is created anew each time).
 cd "$root"
