@@ -8,6 +8,8 @@
 #include "qvcore/core/String.h"
 #include "qvcore/core/WinException.h"
 #include "qvcore/core/DateTime.h"
+#include "qvcore/runtime/LogFile.h"
 #include "qvcore/runtime/ModuleBase.h"
+#include "qvcore/runtime/QvUnknown.h"
 
 #endif

@@ -31,3 +31,9 @@ convertSample() {
 }
 convertSample --from utf-8 --to utf-16le --info
 convertSample --from utf-8 --to 1252 --info
+# The log: every line of the sample, time-stamped and tagged, through the library's COM
+# entry point (the file is created anew each time).
+cd "$root"
+qvtool log build/x86_64/sample.log --tag sample --indent 1 --stdin <tools/qvtool/sample/sample.txt
+echo "\$ cat build/x86_64/sample.log"
+cat build/x86_64/sample.log
