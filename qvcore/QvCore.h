@@ -5,7 +5,9 @@
 
 #include "qvcore/Platform.h"
 #include "qvcore/core/MemoryBlock.h"
+#include "qvcore/core/NotCopyable.h"
 #include "qvcore/core/String.h"
 #include "qvcore/runtime/ModuleBase.h"
+#include "qvcore/runtime/Thread.h"
 
 #endif
