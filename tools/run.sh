@@ -22,3 +22,4 @@ fi
 qvtool --version
 qvtool chunks
 qvtool chunks --piece 64
+qvtool sysinfo --env PATHEXT
