@@ -7,7 +7,9 @@
 #include "qvcore/core/MemoryBlock.h"
 #include "qvcore/core/NotCopyable.h"
 #include "qvcore/core/String.h"
+#include "qvcore/runtime/LogFile.h"
 #include "qvcore/runtime/ModuleBase.h"
 #include "qvcore/runtime/Thread.h"
+#include "qvcore/runtime/QvUnknown.h"
 
 #endif

@@ -23,3 +23,9 @@ qvtool --version
 qvtool chunks
 qvtool chunks --piece 64
 qvtool sysinfo --env PATHEXT
+# The log: every line of the sample, time-stamped and tagged, through the library's COM
+# entry point (the file is created anew each time).
+cd "$root"
+qvtool log build/x86_64/sample.log --tag sample --indent 1 --stdin <tools/qvtool/sample/sample.txt
+echo "\$ cat build/x86_64/sample.log"
+cat build/x86_64/sample.log
