@@ -31,6 +31,7 @@ convertSample() {
 }
 convertSample --from utf-8 --to utf-16le --info
 convertSample --from utf-8 --to 1252 --info
+qvtool sysinfo --env PATHEXT
 # The log: every line of the sample, time-stamped and tagged, through the library's COM
 # entry point (the file is created anew each time).
 cd "$root"
