@@ -4,14 +4,17 @@
 // Every public header of the library.
 
 #include "qvcore/Platform.h"
+
+#include "qvcore/core/DateTime.h"
 #include "qvcore/core/MemoryBlock.h"
 #include "qvcore/core/NotCopyable.h"
 #include "qvcore/core/String.h"
 #include "qvcore/core/WinException.h"
-#include "qvcore/core/DateTime.h"
+
 #include "qvcore/runtime/LogFile.h"
 #include "qvcore/runtime/ModuleBase.h"
-#include "qvcore/runtime/Thread.h"
 #include "qvcore/runtime/QvUnknown.h"
+#include "qvcore/runtime/SysInfo.h"
+#include "qvcore/runtime/Thread.h"
 
 #endif

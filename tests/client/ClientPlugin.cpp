@@ -18,3 +18,15 @@ extern "C" __declspec(dllexport) int PluginMakeBlock(int size)
     MemoryBlock block(size, 'z');
     return block.size();
 }
+
+extern "C" __declspec(dllexport) String PluginDecorate(const String &text)
+{
+    String result = text.UpperCase();
+    result << u" from the plug-in";
+    return result;
+}
+
+extern "C" __declspec(dllexport) String PluginTail(const String &text, int start)
+{
+    return text.Mid(start);
+}

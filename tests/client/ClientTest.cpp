@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <list>
 #include <string>
 
 namespace {
@@ -38,6 +39,14 @@ TEST(Client, CatchesExceptionThrownInsideTheLibrary)
 
 TEST(Client, StringsCrossTheLibraryBoundaryByValue)
 {
+    String word = String::FromUtf8("caf\xC3\xA9");
+    String upper = word.UpperCase();  // allocated in the library
+    upper += String(u"!");            // grown here
+    EXPECT_EQ(String(u"CAF\u00C9!"), upper);
+    std::list<String> parts = String(u"a,b,c").Split(u',');
+    EXPECT_EQ(3u, parts.size());
+    EXPECT_EQ(String(u"a+b+c"), String::Join(parts, String(u"+")));
+
     MemoryBlockVector vector;
     std::string text(70000, 'a');
     text[69999] = '\0';
@@ -60,6 +69,15 @@ TEST(Client, PluginPassesStringsAndExceptionsBetweenLibraryAndApplication)
     for (int i = 0; i < 5000; ++i)
         text += "line " + std::to_string(i) + "\n";
     EXPECT_EQ(text, collect(text, 777));
+
+    DecorateFn decorate = entry<DecorateFn>("PluginDecorate");
+    TailFn tail = entry<TailFn>("PluginTail");
+    ASSERT_NE(nullptr, decorate);
+    ASSERT_NE(nullptr, tail);
+    String decorated = decorate(String(u"abc"));  // made in the plug-in and the library, freed here
+    EXPECT_EQ(String(u"ABC from the plug-in"), decorated);
+    EXPECT_EQ(String(u"c"), tail(String(u"abc"), 2));
+    EXPECT_THROW(tail(String(u"abc"), 4), std::out_of_range);
 
     EXPECT_EQ(12, makeBlock(12));
     EXPECT_THROW(makeBlock(-1), std::invalid_argument);
