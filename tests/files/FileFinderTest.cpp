@@ -90,6 +90,7 @@ TEST(FileData, HasTheSystemsWideFindRecordLayout)
 
     FileFinder finder(String::FromSystemMultibyte(file), false);
     WIN32_FIND_DATAW system;
+    std::memset(&system, 0, sizeof system);  // the system leaves the names' tails as they were
     HANDLE search = FindFirstFileW(reinterpret_cast<const wchar_t *>(String::FromSystemMultibyte(file).c_str()), &system);
     DeleteFileA(file.c_str());
     ASSERT_NE(INVALID_HANDLE_VALUE, search);
