@@ -7,6 +7,8 @@
 #include "qvcore/core/MemoryBlock.h"
 #include "qvcore/core/NotCopyable.h"
 #include "qvcore/core/String.h"
+#include "qvcore/core/WinException.h"
+#include "qvcore/core/DateTime.h"
 #include "qvcore/files/File.h"
 #include "qvcore/files/FileData.h"
 #include "qvcore/runtime/ModuleBase.h"
