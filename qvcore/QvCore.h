@@ -11,7 +11,9 @@
 #include "qvcore/core/DateTime.h"
 #include "qvcore/files/File.h"
 #include "qvcore/files/FileData.h"
+#include "qvcore/runtime/LogFile.h"
 #include "qvcore/runtime/ModuleBase.h"
 #include "qvcore/runtime/Thread.h"
+#include "qvcore/runtime/QvUnknown.h"
 
 #endif
