@@ -22,6 +22,14 @@ fi
 qvtool --version
 qvtool chunks
 qvtool chunks --piece 64
+# The sample (UTF-8) through String's code-page conversions; the sizes go to the error stream.
+convertSample() {
+    echo "\$ qvtool convert $* < sample.txt > /dev/null"
+    "$root/tools/wine/wine-run.sh" "$build" "$build/bin/qvtool.exe" convert "$@" \
+        < "$root/tools/qvtool/sample/sample.txt" > /dev/null
+}
+convertSample --from utf-8 --to utf-16le --info
+convertSample --from utf-8 --to 1252 --info
 qvtool sysinfo --env PATHEXT
 # The log: every line of the sample, time-stamped and tagged, through the library's COM
 # entry point (the file is created anew each time).
