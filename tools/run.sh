@@ -22,6 +22,7 @@ fi
 qvtool --version
 qvtool chunks
 qvtool chunks --piece 64
+qvtool now
 # The sample (UTF-8) through String's code-page conversions; the sizes go to the error stream.
 convertSample() {
     echo "\$ qvtool convert $* < sample.txt > /dev/null"
