@@ -121,7 +121,7 @@ public:
     /// empty for an unknown code.
     static String FromError(unsigned long code);
 
-    /// count copies of ch; count -1 throws std::length_error.
+    /// count copies of ch; a negative count (such as -1) throws std::length_error.
     static String FromChar(unsigned short ch, int count = 1);
     /// Lower-case digits; a minus sign only for negative signed values in radix 10 (other radixes
     /// write the two's-complement bits). A radix outside 2 to 36 gives an empty string.
@@ -191,7 +191,9 @@ public:
     {
         return Trim(static_cast<unsigned short>(ch), left, right);
     }
-    /// Replaces up to count occurrences (-1: all) left to right, never searching inserted text.
+    /// Replaces up to count occurrences left to right, never searching inserted text. count -1
+    /// (or -2) is the string's length: every occurrence of a non-empty find; an empty find
+    /// matches at the current position, so "abc" with find "" and with "x" gives "xxxabc".
     String &Replace(const Base &find, Base with, int count = -1);
 
     // --- splitting, joining and lines ------------------------------------------------------
