@@ -11,6 +11,9 @@
 #include "qvcore/core/String.h"
 #include "qvcore/core/WinException.h"
 
+#include "qvcore/files/File.h"
+#include "qvcore/files/FileData.h"
+
 #include "qvcore/runtime/LogFile.h"
 #include "qvcore/runtime/ModuleBase.h"
 #include "qvcore/runtime/QvUnknown.h"

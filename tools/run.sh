@@ -38,3 +38,7 @@ cd "$root"
 qvtool log build/x86_64/sample.log --tag sample --indent 1 --stdin <tools/qvtool/sample/sample.txt
 echo "\$ cat build/x86_64/sample.log"
 cat build/x86_64/sample.log
+# The file commands look at the build tree itself (Wine sees the current directory).
+cd "$build"
+qvtool ls 'bin\*.dll'
+qvtool du bin lib
