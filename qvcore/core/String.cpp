@@ -24,10 +24,15 @@ typedef unsigned short Unit;
 
 const std::size_t kMaxLength = 2147483645u;
 
+[[noreturn]] void throwTooLong()
+{
+    throw std::length_error("String: longer than 2147483645 units");
+}
+
 void checkLength(std::size_t length)
 {
     if (length > kMaxLength)
-        throw std::length_error("String: longer than 2147483645 units");
+        throwTooLong();
 }
 
 inline const wchar_t *wide(const Unit *s) { return reinterpret_cast<const wchar_t *>(s); }
@@ -152,15 +157,20 @@ const Unit kCrLf[] = {13, 10, 0};
 template <class T>
 String joinParts(const T &parts, const String &separator)
 {
+    // Summed with a check at each step: many parts with a long separator would wrap a 32-bit
+    // size before the total could be compared with the limit.
     std::size_t total = 0;
-    for (const String &part : parts)
-        total += part.size() + separator.size();
-    if (!parts.empty())
-        total -= separator.size();
-    checkLength(total);
+    bool first = true;
+    for (const String &part : parts) {
+        std::size_t step = part.size() + (first ? 0 : separator.size());
+        if (step > kMaxLength || total > kMaxLength - step)
+            throwTooLong();
+        total += step;
+        first = false;
+    }
     String result;
     result.reserve(total);
-    bool first = true;
+    first = true;
     for (const String &part : parts) {
         if (!first)
             result.append(separator);

@@ -597,6 +597,18 @@ TEST(StringJoin, PutsSeparatorOnlyBetweenParts)
     EXPECT_EQ(String::Join(std::list<String>{String(), String()}, S(L"|")), S(L"|"));
 }
 
+TEST(StringJoin, TooLongResultThrowsBeforeAllocating)
+{
+    // 4,400 separators of a million units: 4.4e9 units, past what a 32-bit size can count.
+    std::vector<String> empties(4401);
+    String separator = String::FromChar('-', 1000000);
+    EXPECT_THROW(String::Join(empties, separator), std::length_error);
+    std::list<String> listed(empties.begin(), empties.end());
+    EXPECT_THROW(String::Join(listed, separator), std::length_error);
+    // 2,148 separators: just past the limit without any wrap.
+    EXPECT_THROW(String::Join(std::vector<String>(2149), separator), std::length_error);
+}
+
 TEST(StringLines, SelectsLinesFromStartOrEnd)
 {
     String text = S(L"a\nb\nc");
