@@ -444,9 +444,11 @@ void File::CleanFilename(String &name, unsigned short replacement)
 
 String File::CompactPath(const String &path, unsigned maxChars)
 {
-    if (maxChars >= 0x7FFFFFFE)
-        return String();
     std::string narrow = path.SystemMultibyte();
+    // A path that fits is the answer as it is. Asking the shell anyway would cut paths beyond
+    // its 260-character buffers and, on some systems, shorten one that fits exactly.
+    if (narrow.length() <= maxChars)
+        return path;
     MemoryBlock buffer(static_cast<int>(maxChars) + 1, '\0');
     // The system's count includes the terminating zero.
     if (!PathCompactPathExA(buffer, narrow.c_str(), maxChars + 1, 0))

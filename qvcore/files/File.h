@@ -128,7 +128,8 @@ public:
     static bool IsPathAbsolute(const String &path);
     /// Replaces each of < > : " / \ | ? * in name by replacement: for bare names, not paths.
     static void CleanFilename(String &name, unsigned short replacement);
-    /// path shortened with an ellipsis by the shell to at most maxChars characters.
+    /// path shortened with an ellipsis by the shell to at most maxChars characters; a path that
+    /// fits already is returned as it is.
     static String CompactPath(const String &path, unsigned maxChars);
 
     // --- file system (never throw) ------------------------------------------------------------

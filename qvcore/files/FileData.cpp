@@ -44,6 +44,13 @@ void copyName(unsigned short (&field)[N], const char *narrow)
     std::fill(field + length, field + N, 0);
 }
 
+// Records read raw from streams need not be terminated: never look past the field.
+template <std::size_t N>
+String nameOf(const unsigned short (&field)[N])
+{
+    return String(field, static_cast<unsigned>(std::find(field, field + N, 0) - field));
+}
+
 bool isDotsName(const unsigned short *name)
 {
     return name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0));
@@ -60,12 +67,12 @@ FileData::FileData()
 
 String FileData::GetFileName() const
 {
-    return String(fileName_);
+    return nameOf(fileName_);
 }
 
 String FileData::GetShortFileName() const
 {
-    return String(shortFileName_);
+    return nameOf(shortFileName_);
 }
 
 String FileData::GetFileExtension() const
@@ -102,8 +109,10 @@ bool FileData::IsDots() const
 
 bool FileData::operator==(const FileData &other) const
 {
-    return attributes_ == other.attributes_ && lstrcmpiW(wide(fileName_), wide(other.fileName_)) == 0 &&
-           lstrcmpiW(wide(shortFileName_), wide(other.shortFileName_)) == 0 && sizeHigh_ == other.sizeHigh_ &&
+    return attributes_ == other.attributes_ &&
+           lstrcmpiW(wide(GetFileName().c_str()), wide(other.GetFileName().c_str())) == 0 &&
+           lstrcmpiW(wide(GetShortFileName().c_str()), wide(other.GetShortFileName().c_str())) == 0 &&
+           sizeHigh_ == other.sizeHigh_ &&
            sizeLow_ == other.sizeLow_ && IsEqualFileTime(GetCreationTime(), other.GetCreationTime()) &&
            IsEqualFileTime(GetLastWriteTime(), other.GetLastWriteTime());
 }

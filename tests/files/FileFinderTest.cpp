@@ -114,6 +114,24 @@ TEST(FileData, HasTheSystemsWideFindRecordLayout)
     EXPECT_EQ(std::string(592, '\0'), std::string(reinterpret_cast<const char *>(&fresh), 592));
 }
 
+TEST(FileData, NamesWithoutTerminatorStopAtTheEndOfTheirFields)
+{
+    // A record read raw from a stream need not hold a zero unit in its name fields.
+    struct Padded {
+        FileData entry;
+        unsigned short after[8];
+    };
+    Padded a, b;
+    std::memset(static_cast<void *>(&a), 'A', sizeof a);
+    std::memset(static_cast<void *>(&b), 'A', sizeof b);
+    std::memset(b.after, 'B', sizeof b.after);
+    EXPECT_EQ(String::FromChar(0x4141, 260), a.entry.GetFileName());
+    EXPECT_EQ(String::FromChar(0x4141, 14), a.entry.GetShortFileName());
+    EXPECT_EQ(String(), a.entry.GetFileExtension());
+    // What lies beyond the record takes no part in the comparison.
+    EXPECT_TRUE(a.entry == b.entry);
+}
+
 TEST(FileData, AccessorsReadTheRecordsFields)
 {
     Entry entry("archive.tar.gz", 0x1 | 0x2 | 0x4 | 0x20 | 0x800, 0x100000002ull);

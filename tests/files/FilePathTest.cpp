@@ -110,4 +110,10 @@ TEST(FilePath, CompactPathFitsTheCountWithAnEllipsis)
     EXPECT_LE(compact.length(), 30u);
     EXPECT_NE(String::npos, compact.find(S(L"...")));
     EXPECT_EQ(path, File::CompactPath(path, 200));
+    // A path that already fits comes back whole, however large the count.
+    EXPECT_EQ(path, File::CompactPath(path, static_cast<unsigned>(path.length())));
+    EXPECT_EQ(path, File::CompactPath(path, 0x7FFFFFF0u));
+    EXPECT_EQ(path, File::CompactPath(path, 0xFFFFFFFFu));
+    String longPath = String(L"C:\\") + String::FromChar('a', 300);
+    EXPECT_EQ(longPath, File::CompactPath(longPath, 1000));
 }
