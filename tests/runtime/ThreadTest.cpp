@@ -194,7 +194,6 @@ TEST(Timer, PeriodicTimerTicksOnTimerThreadUntilKilled)
     EXPECT_EQ(id, target.lastId.load());
     EXPECT_NE(GetCurrentThreadId(), target.threadId.load());
 
-    Sleep(30);  // a tick already under way when the timer was killed may still land
     int after = target.ticks;
     Sleep(100);
     EXPECT_EQ(after, target.ticks.load()) << "ticks after QvKillTimer";
@@ -213,4 +212,31 @@ TEST(Timer, OneShotTimerFiresOnceAndNullTargetIsHarmless)
     QvKillTimer(idle);
     EXPECT_EQ(1, target.ticks.load());
     EXPECT_EQ(id, target.lastId.load());
+}
+
+TEST(Timer, KillTimerReturnsOnlyAfterATickUnderWayHasFinished)
+{
+    // A tick that takes a while: QvKillTimer called meanwhile must not return before it ends,
+    // or the caller would destroy a target that is still in use.
+    struct SlowTarget : ITimerTarget {
+        std::atomic<bool> inside{false};
+        std::atomic<int> ticks{0};
+        void OnTimer(unsigned int) override
+        {
+            inside = true;
+            ++ticks;
+            Sleep(200);
+            inside = false;
+        }
+    } target;
+    unsigned int id = QvSetTimer(1, 5, &target, true);
+    ASSERT_NE(0u, id);
+    for (int i = 0; i < 500 && !target.inside; ++i)
+        Sleep(2);
+    ASSERT_TRUE(target.inside.load()) << "no tick began";
+    QvKillTimer(id);
+    EXPECT_FALSE(target.inside.load()) << "QvKillTimer returned while a tick was running";
+    int ticks = target.ticks;
+    Sleep(100);
+    EXPECT_EQ(ticks, target.ticks.load()) << "ticks after QvKillTimer";
 }
