@@ -199,19 +199,25 @@ TEST(Timer, PeriodicTimerTicksOnTimerThreadUntilKilled)
     EXPECT_EQ(after, target.ticks.load()) << "ticks after QvKillTimer";
 }
 
-TEST(Timer, OneShotTimerFiresOnceAndNullTargetIsHarmless)
+TEST(Timer, OneShotTimerFiresOnceAfterTheDelayAndNullTargetIsHarmless)
 {
     CountingTarget target;
-    unsigned int id = QvSetTimer(1, 20, &target, false);
+    // Resolution first, delay second: the tick comes after 250 ms, not after 1 ms.
+    DWORD set = GetTickCount();
+    unsigned int id = QvSetTimer(1, 250, &target, false);
     ASSERT_NE(0u, id);
     unsigned int idle = QvSetTimer(1, 5, nullptr, true);
     EXPECT_NE(0u, idle);
-    for (int i = 0; i < 100 && target.ticks == 0; ++i)
+    Sleep(100);
+    EXPECT_EQ(0, target.ticks.load()) << "the timer took its resolution as its delay";
+    for (int i = 0; i < 200 && target.ticks == 0; ++i)
         Sleep(10);
+    DWORD fired = GetTickCount();
     Sleep(100);
     QvKillTimer(idle);
     EXPECT_EQ(1, target.ticks.load());
     EXPECT_EQ(id, target.lastId.load());
+    EXPECT_GE(fired - set, 200u);
 }
 
 TEST(Timer, KillTimerReturnsOnlyAfterATickUnderWayHasFinished)
