@@ -245,4 +245,21 @@ TEST(Timer, KillTimerReturnsOnlyAfterATickUnderWayHasFinished)
     int ticks = target.ticks;
     Sleep(100);
     EXPECT_EQ(ticks, target.ticks.load()) << "ticks after QvKillTimer";
+
+    // A target may stop its own timer from its tick without waiting for itself.
+    struct SelfStopping : ITimerTarget {
+        std::atomic<unsigned int> id{0};
+        std::atomic<int> ticks{0};
+        Event stopped;
+        void OnTimer(unsigned int timerId) override
+        {
+            ++ticks;
+            QvKillTimer(timerId);
+            stopped.set();
+        }
+    } self;
+    ASSERT_NE(0u, QvSetTimer(1, 5, &self, true));
+    EXPECT_TRUE(self.stopped.wait(2000)) << "QvKillTimer inside the tick did not return";
+    Sleep(50);
+    EXPECT_EQ(1, self.ticks.load());
 }
