@@ -105,41 +105,6 @@ private:
     CRITICAL_SECTION lock_;
 };
 
-// The local time of day (hour, minute and second; the other fields are 0), as GetLocalTime
-// gives it. GetLocalTime costs a third of a line's WriteFile under Wine, so the offset of
-// local time from UTC is kept and read again whenever the UTC minute changes: time-zone and
-// daylight-saving switches fall on whole minutes. A thread racing with an update reads an
-// offset that is valid for the current minute either way.
-void localTimeOfDay(SYSTEMTIME &now)
-{
-    now = SYSTEMTIME();
-    static volatile LONG64 offsetMinute = -1;  // the UTC minute offset was read in
-    static volatile LONG64 offset = 0;         // local minus UTC, in 100 ns ticks
-    const LONG64 ticksPerSecond = 10000000, ticksPerMinute = 60 * ticksPerSecond;
-
-    FILETIME utcTime;
-    GetSystemTimeAsFileTime(&utcTime);
-    LONG64 utc = static_cast<LONG64>((static_cast<ULONGLONG>(utcTime.dwHighDateTime) << 32) | utcTime.dwLowDateTime);
-    LONG64 localOffset;
-    if (InterlockedCompareExchange64(&offsetMinute, 0, 0) == utc / ticksPerMinute) {
-        localOffset = InterlockedCompareExchange64(&offset, 0, 0);
-    } else {
-        FILETIME localTime;
-        if (!FileTimeToLocalFileTime(&utcTime, &localTime)) {
-            GetLocalTime(&now);
-            return;
-        }
-        LONG64 local = static_cast<LONG64>((static_cast<ULONGLONG>(localTime.dwHighDateTime) << 32) | localTime.dwLowDateTime);
-        localOffset = local - utc;
-        InterlockedExchange64(&offset, localOffset);
-        InterlockedExchange64(&offsetMinute, utc / ticksPerMinute);
-    }
-    LONG64 secondOfDay = (utc + localOffset) / ticksPerSecond % (24 * 60 * 60);
-    now.wHour = static_cast<WORD>(secondOfDay / 3600);
-    now.wMinute = static_cast<WORD>(secondOfDay / 60 % 60);
-    now.wSecond = static_cast<WORD>(secondOfDay % 60);
-}
-
 // Made on first use and destroyed when the library is unloaded, which closes the file.
 LogSink &sink()
 {
@@ -338,7 +303,7 @@ HRESULT STDMETHODCALLTYPE LogFile::FormatLine(String &out, const String &text)
 {
     try {
         SYSTEMTIME now;
-        localTimeOfDay(now);
+        GetLocalTime(&now);
         unsigned long long length = LineLength(text.size());
         if (length > maxLineLength)
             throw std::length_error("LogFile::FormatLine");
@@ -387,7 +352,7 @@ void LogFile::ComposeLine(unsigned short *out, const SYSTEMTIME &now, const unsi
 bool LogFile::WriteLine(const unsigned short *text, std::size_t length)
 {
     SYSTEMTIME now;
-    localTimeOfDay(now);
+    GetLocalTime(&now);
     unsigned long long lineLength = LineLength(length);
     if (lineLength > maxLineLength)
         throw std::length_error("LogFile: line too long");

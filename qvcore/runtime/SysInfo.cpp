@@ -288,6 +288,10 @@ void SysParamWatcher::SetParamToWatch(unsigned int setAction, unsigned int getAc
 
 void SysParamWatcher::RemoveParamFromWatchlist(unsigned int setAction)
 {
+    // The timer is restarted anyway: stopping it first keeps a tick from re-applying the
+    // wanted value between the restore and the removal, or walking the map while it changes.
+    if (watching_)
+        stopTimer();
     for (auto it = parameters_.begin(); it != parameters_.end();) {
         if (setActionOf(it->first) == setAction) {
             if (watching_)

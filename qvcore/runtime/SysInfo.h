@@ -30,7 +30,8 @@ QVCORE_API String GetOSName();
 /// or "Unknown".
 QVCORE_API void GetSystemInfo(SYSTEM_INFO &info, String &processorName);
 /// The installed DirectX version as major * 65536 + minor * 256 + letter (a = 1 ... z = 26, no
-/// letter 0): 9.0c is 0x00090003. 0 when it cannot be told. A detected version is logged.
+/// letter 0): 9.0c is 0x00090003. A version read from the diagnostic provider is logged. When
+/// the provider cannot answer: 0 if DirectX's probe class is not registered, else 0x00090000.
 QVCORE_API unsigned long GetDirectXVersion();
 /// The variable's value; empty when it is unset, empty, or changed size while being read.
 QVCORE_API String GetEnvironmentVariableA(const String &name);

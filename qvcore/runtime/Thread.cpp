@@ -80,8 +80,10 @@ void CALLBACK timerProc(UINT timerId, UINT, DWORD_PTR user, DWORD_PTR, DWORD_PTR
 
 unsigned int QvSetTimer(unsigned int resolutionMs, unsigned int delayMs, ITimerTarget *target, bool periodic)
 {
+    // Synchronous kill: once QvKillTimer has returned no tick is running or will run, so the
+    // caller may destroy the target then.
     return timeSetEvent(delayMs, resolutionMs, timerProc, reinterpret_cast<DWORD_PTR>(target),
-                        periodic ? TIME_PERIODIC : TIME_ONESHOT);
+                        (periodic ? TIME_PERIODIC : TIME_ONESHOT) | TIME_KILL_SYNCHRONOUS);
 }
 
 void QvKillTimer(unsigned int timerId)

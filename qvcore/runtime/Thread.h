@@ -85,7 +85,8 @@ protected:
 /// QvKillTimer has returned. Returns the timer identifier, 0 on failure.
 QVCORE_API unsigned int QvSetTimer(unsigned int resolutionMs, unsigned int delayMs, ITimerTarget *target,
                                    bool periodic);
-/// Stops the timer.
+/// Stops the timer. A tick under way on the timer thread is waited for (unless QvKillTimer is
+/// called from that tick); after the return no tick of the timer runs.
 QVCORE_API void QvKillTimer(unsigned int timerId);
 
 #endif

@@ -256,3 +256,29 @@ TEST(SysParamWatcher, RemovingAParameterWhileWatchingRestoresIt)
     watcher.StopWatching();
     setScreenSaverTimeout(original);
 }
+
+TEST(SysParamWatcher, TimerKeepsReapplyingTheRestAfterARemoval)
+{
+    unsigned int originalTimeout = screenSaverTimeout(), originalHover = 0;
+    ASSERT_TRUE(SystemParametersInfoA(SPI_GETMOUSEHOVERTIME, 0, &originalHover, 0));
+    SysParamWatcher watcher;
+    watcher.SetParamToWatch(SPI_SETSCREENSAVETIMEOUT, SPI_GETSCREENSAVETIMEOUT, originalTimeout + 11);
+    watcher.SetParamToWatch(SPI_SETMOUSEHOVERTIME, SPI_GETMOUSEHOVERTIME, originalHover + 13);
+    watcher.SetUpdateInterval(1);
+    watcher.StartWatching(true);
+    watcher.RemoveParamFromWatchlist(SPI_SETSCREENSAVETIMEOUT);
+    EXPECT_EQ(originalTimeout, screenSaverTimeout());
+
+    SystemParametersInfoA(SPI_SETMOUSEHOVERTIME, originalHover + 1, nullptr, 0);
+    unsigned int hover = 0;
+    for (int waited = 0; waited < 3000 && hover != originalHover + 13; waited += 20) {
+        Sleep(20);
+        SystemParametersInfoA(SPI_GETMOUSEHOVERTIME, 0, &hover, 0);
+    }
+    EXPECT_EQ(originalHover + 13, hover) << "no re-application after the removal";
+    EXPECT_EQ(originalTimeout, screenSaverTimeout()) << "the removed parameter was applied again";
+    watcher.StopWatching();
+    SystemParametersInfoA(SPI_GETMOUSEHOVERTIME, 0, &hover, 0);
+    EXPECT_EQ(originalHover, hover);
+    setScreenSaverTimeout(originalTimeout);
+}

@@ -194,23 +194,72 @@ TEST(Timer, PeriodicTimerTicksOnTimerThreadUntilKilled)
     EXPECT_EQ(id, target.lastId.load());
     EXPECT_NE(GetCurrentThreadId(), target.threadId.load());
 
-    Sleep(30);  // a tick already under way when the timer was killed may still land
     int after = target.ticks;
     Sleep(100);
     EXPECT_EQ(after, target.ticks.load()) << "ticks after QvKillTimer";
 }
 
-TEST(Timer, OneShotTimerFiresOnceAndNullTargetIsHarmless)
+TEST(Timer, OneShotTimerFiresOnceAfterTheDelayAndNullTargetIsHarmless)
 {
     CountingTarget target;
-    unsigned int id = QvSetTimer(1, 20, &target, false);
+    // Resolution first, delay second: the tick comes after 250 ms, not after 1 ms.
+    DWORD set = GetTickCount();
+    unsigned int id = QvSetTimer(1, 250, &target, false);
     ASSERT_NE(0u, id);
     unsigned int idle = QvSetTimer(1, 5, nullptr, true);
     EXPECT_NE(0u, idle);
-    for (int i = 0; i < 100 && target.ticks == 0; ++i)
+    Sleep(100);
+    EXPECT_EQ(0, target.ticks.load()) << "the timer took its resolution as its delay";
+    for (int i = 0; i < 200 && target.ticks == 0; ++i)
         Sleep(10);
+    DWORD fired = GetTickCount();
     Sleep(100);
     QvKillTimer(idle);
     EXPECT_EQ(1, target.ticks.load());
     EXPECT_EQ(id, target.lastId.load());
+    EXPECT_GE(fired - set, 200u);
+}
+
+TEST(Timer, KillTimerReturnsOnlyAfterATickUnderWayHasFinished)
+{
+    // A tick that takes a while: QvKillTimer called meanwhile must not return before it ends,
+    // or the caller would destroy a target that is still in use.
+    struct SlowTarget : ITimerTarget {
+        std::atomic<bool> inside{false};
+        std::atomic<int> ticks{0};
+        void OnTimer(unsigned int) override
+        {
+            inside = true;
+            ++ticks;
+            Sleep(200);
+            inside = false;
+        }
+    } target;
+    unsigned int id = QvSetTimer(1, 5, &target, true);
+    ASSERT_NE(0u, id);
+    for (int i = 0; i < 500 && !target.inside; ++i)
+        Sleep(2);
+    ASSERT_TRUE(target.inside.load()) << "no tick began";
+    QvKillTimer(id);
+    EXPECT_FALSE(target.inside.load()) << "QvKillTimer returned while a tick was running";
+    int ticks = target.ticks;
+    Sleep(100);
+    EXPECT_EQ(ticks, target.ticks.load()) << "ticks after QvKillTimer";
+
+    // A target may stop its own timer from its tick without waiting for itself.
+    struct SelfStopping : ITimerTarget {
+        std::atomic<unsigned int> id{0};
+        std::atomic<int> ticks{0};
+        Event stopped;
+        void OnTimer(unsigned int timerId) override
+        {
+            ++ticks;
+            QvKillTimer(timerId);
+            stopped.set();
+        }
+    } self;
+    ASSERT_NE(0u, QvSetTimer(1, 5, &self, true));
+    EXPECT_TRUE(self.stopped.wait(2000)) << "QvKillTimer inside the tick did not return";
+    Sleep(50);
+    EXPECT_EQ(1, self.ticks.load());
 }
