@@ -441,6 +441,21 @@ TEST(SEHException, OnlyFaultsAndSystemErrorsAreTranslated)
     }
 }
 
+TEST(SEHException, FaultsThatSystemCodeHandlesItselfStayThere)
+{
+    TranslatorGuard guard;
+    SEHException::TryCatchEnabler enabler;
+    // These catch the access violation in their own exception frame and report it as a result.
+    BOOL bad = FALSE;
+    EXPECT_NO_THROW(bad = IsBadReadPtr(reinterpret_cast<void *>(0x10), 4));
+    EXPECT_TRUE(bad);
+    int length = -1;
+    EXPECT_NO_THROW(length = lstrlenA(reinterpret_cast<LPCSTR>(0x10)));
+    EXPECT_EQ(0, length);
+    // Elsewhere on the thread faults are still translated.
+    EXPECT_THROW(writeThroughNull(), SEHException);
+}
+
 TEST(SEHException, FaultsNotForTheLibraryPassOnUntouched)
 {
     TranslatorGuard guard;
