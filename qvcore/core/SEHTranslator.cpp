@@ -108,7 +108,22 @@ extern "C" void qvcoreSehTrampoline();
 // Called by the trampoline on the faulting thread, as if from the faulting instruction.
 extern "C" __attribute__((used, noreturn)) void qvcoreSehRaise(ThreadState *state)
 {
-    state->translator(state->record.ExceptionCode, &state->pointers);
+    {
+        // The translator runs with none set, so that a fault inside it goes on to the other
+        // handlers instead of back into it, endlessly. Whatever it sets itself is undone.
+        struct Suspended {
+            ThreadState *state;
+            QvSETranslatorFunction translator;
+            ULONG_PTR frameMark;
+            ~Suspended()
+            {
+                state->translator = translator;
+                state->frameMark = frameMark;
+            }
+        } suspended{state, state->translator, state->frameMark};
+        state->translator = nullptr;
+        suspended.translator(state->record.ExceptionCode, &state->pointers);
+    }
     // The translator declined: the other handlers get the fault, raised here, which for the
     // unwinder is the faulting instruction. It cannot be continued: its context is gone.
     state->declinedCode = state->record.ExceptionCode;

@@ -9,7 +9,8 @@
 /// the call). Same shape as the C runtime's _se_translator_function.
 ///
 /// A translator is expected to throw. If it returns, the fault is passed on to the thread's other
-/// handlers as a non-continuable exception raised at the point of the fault.
+/// handlers as a non-continuable exception raised at the point of the fault. While it runs, the
+/// thread has no translator: a fault inside it is passed on rather than translated again.
 typedef void(__cdecl *QvSETranslatorFunction)(unsigned int code, EXCEPTION_POINTERS *pointers);
 
 /// Installs translator for the calling thread and returns the one it replaces (null: none).

@@ -108,6 +108,11 @@ void __cdecl decliningTranslator(unsigned int, EXCEPTION_POINTERS *)
 {
 }
 
+void __cdecl faultingTranslator(unsigned int, EXCEPTION_POINTERS *)
+{
+    divideByZero();
+}
+
 class Call : public SEHCall {
 public:
     explicit Call(void (*work)()) : work(work) {}
@@ -488,4 +493,12 @@ TEST(SEHException, FaultsNotForTheLibraryPassOnUntouched)
     EXPECT_EQ(42u, declined.exitCode);
     EXPECT_EQ(0xC0000005u, declined.code);
     EXPECT_NE(0u, declined.flags & EXCEPTION_NONCONTINUABLE);
+
+    // A fault inside the translator itself is not handed to it again.
+    PassedOn nested = runWatched([] {
+        QvSetSETranslator(faultingTranslator);
+        writeThroughNull();
+    });
+    EXPECT_EQ(42u, nested.exitCode);
+    EXPECT_EQ(0xC0000094u, nested.code);
 }
