@@ -309,6 +309,9 @@ TEST(SEHException, MessageNamesModuleAndUpperCaseLocation)
     SEHException outside(0xC0000097, reinterpret_cast<void *>(0xABC0));
     EXPECT_EQ("", outside.GetModuleFileName().Utf8());
     EXPECT_EQ("Fatal exception 'Unknown' caused by module '' at location 0x0000ABC0", outside.GetMsg().Utf8());
+    // Mapped memory that is no module (a stack) has no name either.
+    int local = 0;
+    EXPECT_EQ("", SEHException(0xC0000005, &local).GetModuleFileName().Utf8());
 
     SEHException assigned(0, nullptr);
     assigned = e;
