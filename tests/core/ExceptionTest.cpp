@@ -113,6 +113,26 @@ void __cdecl faultingTranslator(unsigned int, EXCEPTION_POINTERS *)
     divideByZero();
 }
 
+// Translates a fault of its own on the way, with an enabler of its own.
+struct NestedTranslated {
+    unsigned int code;
+    unsigned long innerCode;
+};
+
+void __cdecl translatorWithOwnEnabler(unsigned int code, EXCEPTION_POINTERS *)
+{
+    unsigned long innerCode = 0;
+    {
+        SEHException::TryCatchEnabler enabler;
+        try {
+            divideByZero();
+        } catch (const SEHException &e) {
+            innerCode = e.GetCode();
+        }
+    }
+    throw NestedTranslated{code, innerCode};
+}
+
 class Call : public SEHCall {
 public:
     explicit Call(void (*work)()) : work(work) {}
@@ -397,6 +417,19 @@ TEST(SEHException, EnablersNestAndRestoreInOrder)
         EXPECT_EQ(library, currentTranslator());
     }
     EXPECT_EQ(nullptr, currentTranslator());
+
+    // A translator may itself enable translation; its own translator is set again afterwards.
+    QvSetSETranslator(translatorWithOwnEnabler);
+    for (int i = 0; i < 2; ++i) {
+        try {
+            writeThroughNull();
+            ADD_FAILURE() << "no exception";
+        } catch (const NestedTranslated &t) {
+            EXPECT_EQ(0xC0000005u, t.code);
+            EXPECT_EQ(0xC0000094UL, t.innerCode);
+        }
+        EXPECT_EQ(&translatorWithOwnEnabler, currentTranslator());
+    }
 }
 
 TEST(SEHException, UnwindingFindsFaultingFramesAndDestroysTheirObjects)
