@@ -60,18 +60,21 @@ const int daysBeforeMonth[2][12] = {
 // --- TimeSpan ----------------------------------------------------------------------------------
 
 TimeSpan::TimeSpan(int hours, int minutes, int seconds)
-    : m_ticks(((static_cast<__int64>(hours) * 60 + minutes) * 60 + seconds) * TicksPerSecond())
+    : m_ticks(Wrap(((Unsigned(hours) * 60 + Unsigned(minutes)) * 60 + Unsigned(seconds)) * TicksPerSecond()))
 {
 }
 
 TimeSpan::TimeSpan(int days, int hours, int minutes, int seconds)
-    : m_ticks((((static_cast<__int64>(days) * 24 + hours) * 60 + minutes) * 60 + seconds) * TicksPerSecond())
+    : m_ticks(Wrap((((Unsigned(days) * 24 + Unsigned(hours)) * 60 + Unsigned(minutes)) * 60 + Unsigned(seconds)) *
+                   TicksPerSecond()))
 {
 }
 
 TimeSpan::TimeSpan(int days, int hours, int minutes, int seconds, int milliseconds)
-    : m_ticks(((((static_cast<__int64>(days) * 24 + hours) * 60 + minutes) * 60 + seconds) * 1000 + milliseconds) *
-              TicksPerMillisecond())
+    : m_ticks(Wrap(((((Unsigned(days) * 24 + Unsigned(hours)) * 60 + Unsigned(minutes)) * 60 + Unsigned(seconds)) *
+                        1000 +
+                    Unsigned(milliseconds)) *
+                   TicksPerMillisecond()))
 {
 }
 
@@ -127,8 +130,7 @@ double TimeSpan::GetAsMilliseconds() const
 
 TimeSpan &TimeSpan::operator+=(const TimeSpan &other)
 {
-    m_ticks += other.m_ticks;
-    return *this;
+    return *this = *this + other;
 }
 
 TimeSpan &TimeSpan::operator-=(const TimeSpan &other)

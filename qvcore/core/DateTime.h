@@ -19,11 +19,14 @@ public:
     TimeSpan(int days, int hours, int minutes, int seconds);
     TimeSpan(int days, int hours, int minutes, int seconds, int milliseconds);
 
-    static TimeSpan FromDays(int days) { return TimeSpan(days * TicksPerDay()); }
-    static TimeSpan FromHours(int hours) { return TimeSpan(hours * TicksPerHour()); }
-    static TimeSpan FromMinutes(int minutes) { return TimeSpan(minutes * TicksPerMinute()); }
-    static TimeSpan FromSeconds(int seconds) { return TimeSpan(seconds * TicksPerSecond()); }
-    static TimeSpan FromMilliseconds(int milliseconds) { return TimeSpan(milliseconds * TicksPerMillisecond()); }
+    static TimeSpan FromDays(int days) { return TimeSpan(Wrap(Unsigned(days) * TicksPerDay())); }
+    static TimeSpan FromHours(int hours) { return TimeSpan(Wrap(Unsigned(hours) * TicksPerHour())); }
+    static TimeSpan FromMinutes(int minutes) { return TimeSpan(Wrap(Unsigned(minutes) * TicksPerMinute())); }
+    static TimeSpan FromSeconds(int seconds) { return TimeSpan(Wrap(Unsigned(seconds) * TicksPerSecond())); }
+    static TimeSpan FromMilliseconds(int milliseconds)
+    {
+        return TimeSpan(Wrap(Unsigned(milliseconds) * TicksPerMillisecond()));
+    }
 
     __int64 GetTicks() const { return m_ticks; }
 
@@ -42,8 +45,8 @@ public:
     double GetAsSeconds() const;
     double GetAsMilliseconds() const;
 
-    TimeSpan operator+(const TimeSpan &other) const { return TimeSpan(m_ticks + other.m_ticks); }
-    TimeSpan operator-(const TimeSpan &other) const { return TimeSpan(m_ticks - other.m_ticks); }
+    TimeSpan operator+(const TimeSpan &other) const { return TimeSpan(Wrap(Unsigned(m_ticks) + other.m_ticks)); }
+    TimeSpan operator-(const TimeSpan &other) const { return TimeSpan(Wrap(Unsigned(m_ticks) - other.m_ticks)); }
     TimeSpan &operator+=(const TimeSpan &other);
     /// Adds, exactly as operator+= does (kept for compatibility); subtract with operator-.
     TimeSpan &operator-=(const TimeSpan &other);
@@ -61,6 +64,11 @@ public:
     String ToString() const;
 
 private:
+    // Unchecked arithmetic wraps around in 64 bits. It is done in unsigned arithmetic: a signed
+    // overflow would let the compiler assume that it never happens (and fold "a + 1 < a" to false).
+    static unsigned __int64 Unsigned(__int64 value) { return static_cast<unsigned __int64>(value); }
+    static __int64 Wrap(unsigned __int64 value) { return static_cast<__int64>(value); }
+
     __int64 m_ticks;
 };
 
@@ -101,11 +109,11 @@ public:
     void GetAsUTCSystemTime(SYSTEMTIME &time) const;
     void GetAsLocalSystemTime(SYSTEMTIME &time) const;
 
-    DateTime operator+(const TimeSpan &span) const { return DateTime(TimeSpan(GetTicks() + span.GetTicks())); }
-    DateTime operator-(const TimeSpan &span) const { return DateTime(TimeSpan(GetTicks() - span.GetTicks())); }
+    DateTime operator+(const TimeSpan &span) const { return DateTime(TimeSpan(GetTicks()) + span); }
+    DateTime operator-(const TimeSpan &span) const { return DateTime(TimeSpan(GetTicks()) - span); }
     DateTime &operator+=(const TimeSpan &span);
     DateTime &operator-=(const TimeSpan &span);
-    TimeSpan operator-(const DateTime &other) const { return TimeSpan(GetTicks() - other.GetTicks()); }
+    TimeSpan operator-(const DateTime &other) const { return TimeSpan(GetTicks()) - TimeSpan(other.GetTicks()); }
 
     bool operator==(const DateTime &other) const { return GetTicks() == other.GetTicks(); }
     bool operator!=(const DateTime &other) const { return GetTicks() != other.GetTicks(); }

@@ -52,6 +52,7 @@ namespace {
 struct ThreadState {
     QvSETranslatorFunction translator;
     DWORD declinedCode;  // set while a fault the translator returned from is passed on
+    ULONG_PTR frameMark;  // the thread's innermost exception registration when the translator was set
     EXCEPTION_RECORD record;
     CONTEXT context;
     EXCEPTION_POINTERS pointers;
@@ -73,6 +74,25 @@ bool isTranslated(DWORD code)
     return (code & 0xE0000000) == 0xC0000000;
 }
 
+// The innermost record of the thread's chain of exception registrations (the one i686 code and
+// Wine's own system code use for their exception frames) lying above stackPointer, that is
+// belonging to a frame that is still active; ~0 for none.
+ULONG_PTR innermostFrame(ULONG_PTR stackPointer)
+{
+    // NT_TIB::ExceptionList, the first member of the thread information block (NtCurrentTeb's
+    // inline read trips -Warray-bounds).
+    EXCEPTION_REGISTRATION_RECORD *record;
+#if defined(__x86_64__)
+    asm volatile("movq %%gs:0, %0" : "=r"(record));
+#else
+    asm volatile("movl %%fs:0, %0" : "=r"(record));
+#endif
+    while (record && reinterpret_cast<ULONG_PTR>(record) != ~ULONG_PTR(0) &&
+           reinterpret_cast<ULONG_PTR>(record) < stackPointer)
+        record = record->Next;
+    return record ? reinterpret_cast<ULONG_PTR>(record) : ~ULONG_PTR(0);
+}
+
 ThreadState *currentState()
 {
     DWORD lastError = GetLastError();  // TlsGetValue clears it
@@ -88,7 +108,22 @@ extern "C" void qvcoreSehTrampoline();
 // Called by the trampoline on the faulting thread, as if from the faulting instruction.
 extern "C" __attribute__((used, noreturn)) void qvcoreSehRaise(ThreadState *state)
 {
-    state->translator(state->record.ExceptionCode, &state->pointers);
+    {
+        // The translator runs with none set, so that a fault inside it goes on to the other
+        // handlers instead of back into it, endlessly. Whatever it sets itself is undone.
+        struct Suspended {
+            ThreadState *state;
+            QvSETranslatorFunction translator;
+            ULONG_PTR frameMark;
+            ~Suspended()
+            {
+                state->translator = translator;
+                state->frameMark = frameMark;
+            }
+        } suspended{state, state->translator, state->frameMark};
+        state->translator = nullptr;
+        suspended.translator(state->record.ExceptionCode, &state->pointers);
+    }
     // The translator declined: the other handlers get the fault, raised here, which for the
     // unwinder is the faulting instruction. It cannot be continued: its context is gone.
     state->declinedCode = state->record.ExceptionCode;
@@ -160,6 +195,16 @@ LONG CALLBACK translateFault(EXCEPTION_POINTERS *info)
         state->declinedCode = 0;
         return EXCEPTION_CONTINUE_SEARCH;
     }
+    // A frame entered after the translator was set registered its own handler (system code that
+    // probes memory, for instance): as with a frame-based translator, that handler sees the fault
+    // first, untranslated.
+#if defined(__x86_64__)
+    ULONG_PTR faultingStack = info->ContextRecord->Rsp;
+#else
+    ULONG_PTR faultingStack = info->ContextRecord->Esp;
+#endif
+    if (innermostFrame(faultingStack) < state->frameMark)
+        return EXCEPTION_CONTINUE_SEARCH;
 
     state->record = *record;
     state->record.ExceptionRecord = nullptr;  // a chained record stays on the abandoned stack
@@ -216,6 +261,7 @@ QvSETranslatorFunction QvSetSETranslator(QvSETranslatorFunction translator)
         TlsSetValue(stateSlot, state);
     QvSETranslatorFunction previous = state->translator;
     state->translator = translator;
+    state->frameMark = innermostFrame(0);
     SetLastError(lastError);
     return previous;
 }

@@ -9,13 +9,16 @@
 /// the call). Same shape as the C runtime's _se_translator_function.
 ///
 /// A translator is expected to throw. If it returns, the fault is passed on to the thread's other
-/// handlers as a non-continuable exception raised at the point of the fault.
+/// handlers as a non-continuable exception raised at the point of the fault. While it runs, the
+/// thread has no translator: a fault inside it is passed on rather than translated again.
 typedef void(__cdecl *QvSETranslatorFunction)(unsigned int code, EXCEPTION_POINTERS *pointers);
 
 /// Installs translator for the calling thread and returns the one it replaces (null: none).
 /// Null uninstalls. While a translator is installed, hardware faults and system errors raised on
 /// the thread (codes 0x80000002 to 0x80000004 and every system-defined code of error severity,
-/// 0xC0000000 to 0xDFFFFFFF) go to it before any other handler; C++ exceptions, debugger and
+/// 0xC0000000 to 0xDFFFFFFF) go to it before any other handler, unless they arise inside a frame
+/// that registered its own exception handler after the translator was set (system code that
+/// probes memory, for instance), which then keeps them; C++ exceptions, debugger and
 /// informational codes and application-defined codes are never translated.
 QVCORE_API QvSETranslatorFunction QvSetSETranslator(QvSETranslatorFunction translator);
 

@@ -107,6 +107,20 @@ TEST(TimeSpan, ArithmeticAndTheMinusAssignThatAdds)
 
     EXPECT_TRUE(TimeSpan::FromSeconds(-10) < three);  // signed comparison
     EXPECT_TRUE(ten > three && ten >= ten && three <= three && ten != three && ten == TimeSpan(100000000));
+
+    // Unchecked arithmetic wraps around in 64 bits, whatever the compiler can see.
+    volatile __int64 highest = 0x7FFFFFFFFFFFFFFFLL;
+    TimeSpan top(highest);
+    EXPECT_TRUE(top + TimeSpan(1) < top);
+    EXPECT_TRUE(TimeSpan(-highest - 1) - TimeSpan(1) > TimeSpan(-highest - 1));
+    TimeSpan wrapped = top;
+    wrapped += TimeSpan(2);
+    EXPECT_TRUE(wrapped < top);
+    EXPECT_EQ(-highest, (top + TimeSpan(2)).GetTicks());
+    DateTime last(fileTime(0x7FFFFFFFFFFFFFFFULL));
+    EXPECT_TRUE(last + TimeSpan(1) < last);
+    EXPECT_TRUE(last - DateTime() > TimeSpan(0));
+    EXPECT_TRUE(DateTime() - last < TimeSpan(0));
 }
 
 TEST(TimeSpan, TextFormWritesEveryFieldAndTheFractionAfterTheSeconds)

@@ -108,6 +108,31 @@ void __cdecl decliningTranslator(unsigned int, EXCEPTION_POINTERS *)
 {
 }
 
+void __cdecl faultingTranslator(unsigned int, EXCEPTION_POINTERS *)
+{
+    divideByZero();
+}
+
+// Translates a fault of its own on the way, with an enabler of its own.
+struct NestedTranslated {
+    unsigned int code;
+    unsigned long innerCode;
+};
+
+void __cdecl translatorWithOwnEnabler(unsigned int code, EXCEPTION_POINTERS *)
+{
+    unsigned long innerCode = 0;
+    {
+        SEHException::TryCatchEnabler enabler;
+        try {
+            divideByZero();
+        } catch (const SEHException &e) {
+            innerCode = e.GetCode();
+        }
+    }
+    throw NestedTranslated{code, innerCode};
+}
+
 class Call : public SEHCall {
 public:
     explicit Call(void (*work)()) : work(work) {}
@@ -304,6 +329,9 @@ TEST(SEHException, MessageNamesModuleAndUpperCaseLocation)
     SEHException outside(0xC0000097, reinterpret_cast<void *>(0xABC0));
     EXPECT_EQ("", outside.GetModuleFileName().Utf8());
     EXPECT_EQ("Fatal exception 'Unknown' caused by module '' at location 0x0000ABC0", outside.GetMsg().Utf8());
+    // Mapped memory that is no module (a stack) has no name either.
+    int local = 0;
+    EXPECT_EQ("", SEHException(0xC0000005, &local).GetModuleFileName().Utf8());
 
     SEHException assigned(0, nullptr);
     assigned = e;
@@ -389,6 +417,19 @@ TEST(SEHException, EnablersNestAndRestoreInOrder)
         EXPECT_EQ(library, currentTranslator());
     }
     EXPECT_EQ(nullptr, currentTranslator());
+
+    // A translator may itself enable translation; its own translator is set again afterwards.
+    QvSetSETranslator(translatorWithOwnEnabler);
+    for (int i = 0; i < 2; ++i) {
+        try {
+            writeThroughNull();
+            ADD_FAILURE() << "no exception";
+        } catch (const NestedTranslated &t) {
+            EXPECT_EQ(0xC0000005u, t.code);
+            EXPECT_EQ(0xC0000094UL, t.innerCode);
+        }
+        EXPECT_EQ(&translatorWithOwnEnabler, currentTranslator());
+    }
 }
 
 TEST(SEHException, UnwindingFindsFaultingFramesAndDestroysTheirObjects)
@@ -441,6 +482,21 @@ TEST(SEHException, OnlyFaultsAndSystemErrorsAreTranslated)
     }
 }
 
+TEST(SEHException, FaultsThatSystemCodeHandlesItselfStayThere)
+{
+    TranslatorGuard guard;
+    SEHException::TryCatchEnabler enabler;
+    // These catch the access violation in their own exception frame and report it as a result.
+    BOOL bad = FALSE;
+    EXPECT_NO_THROW(bad = IsBadReadPtr(reinterpret_cast<void *>(0x10), 4));
+    EXPECT_TRUE(bad);
+    int length = -1;
+    EXPECT_NO_THROW(length = lstrlenA(reinterpret_cast<LPCSTR>(0x10)));
+    EXPECT_EQ(0, length);
+    // Elsewhere on the thread faults are still translated.
+    EXPECT_THROW(writeThroughNull(), SEHException);
+}
+
 TEST(SEHException, FaultsNotForTheLibraryPassOnUntouched)
 {
     TranslatorGuard guard;
@@ -473,4 +529,12 @@ TEST(SEHException, FaultsNotForTheLibraryPassOnUntouched)
     EXPECT_EQ(42u, declined.exitCode);
     EXPECT_EQ(0xC0000005u, declined.code);
     EXPECT_NE(0u, declined.flags & EXCEPTION_NONCONTINUABLE);
+
+    // A fault inside the translator itself is not handed to it again.
+    PassedOn nested = runWatched([] {
+        QvSetSETranslator(faultingTranslator);
+        writeThroughNull();
+    });
+    EXPECT_EQ(42u, nested.exitCode);
+    EXPECT_EQ(0xC0000094u, nested.code);
 }
