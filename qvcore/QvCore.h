@@ -7,6 +7,7 @@
 #include "qvcore/core/MemoryBlock.h"
 #include "qvcore/core/NotCopyable.h"
 #include "qvcore/core/String.h"
+#include "qvcore/streams/StreamBase.h"
 #include "qvcore/runtime/ModuleBase.h"
 #include "qvcore/runtime/Thread.h"
 
