@@ -8,6 +8,9 @@
 #include "qvcore/core/NotCopyable.h"
 #include "qvcore/core/String.h"
 #include "qvcore/streams/StreamBase.h"
+#include "qvcore/streams/Base64Stream.h"
+#include "qvcore/streams/CRCStream.h"
+#include "qvcore/streams/CryptingStream.h"
 #include "qvcore/runtime/ModuleBase.h"
 #include "qvcore/runtime/Thread.h"
 

@@ -156,6 +156,13 @@ void OutputStream::Flush()
 
 void OutputStream::FlushSelf() {}
 
+OutputStream &OutputStream::Target() const
+{
+    if (!target)
+        throw std::logic_error("output stream written after its target was destroyed");
+    return *target;
+}
+
 #define QVCORE_RAW_INSERTION(Type)                                      \
     OutputStream &OutputStream::operator<<(Type value)                  \
     {                                                                   \

@@ -141,6 +141,9 @@ protected:
     /// Pushes out whatever the stream holds back; a no-op unless overridden.
     virtual void FlushSelf();
 
+    /// The target of a filter; throws std::logic_error when the target has been destroyed.
+    OutputStream &Target() const;
+
     /// Runs the final writes of a destructor: a failure propagates unless another exception is
     /// already unwinding the stack, in which case it is dropped.
     template <class F>
