@@ -11,6 +11,8 @@
 #include "qvcore/streams/Base64Stream.h"
 #include "qvcore/streams/CRCStream.h"
 #include "qvcore/streams/CryptingStream.h"
+#include "qvcore/streams/CompressingStream.h"
+#include "qvcore/streams/MD5Sum.h"
 #include "qvcore/runtime/ModuleBase.h"
 #include "qvcore/runtime/Thread.h"
 
