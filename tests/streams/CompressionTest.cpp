@@ -10,12 +10,7 @@ namespace {
 
 std::string compressWithStream(const std::string &data, int level)
 {
-    MemoryOutputStream sink;
-    {
-        CompressingStream compressor(sink, level);
-        compressor.Write(data.data(), static_cast<int>(data.size()));
-    }
-    return sink.GetContent();
+    return writeThrough<CompressingStream>(data, level);
 }
 
 std::string compressWithZlib(const std::string &data, int level)

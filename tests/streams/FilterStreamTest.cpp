@@ -10,12 +10,7 @@ namespace {
 
 std::string encode(const std::string &data, int lineLength)
 {
-    MemoryOutputStream sink;
-    {
-        Base64EncodingStream encoder(sink, lineLength);
-        encoder.Write(data.data(), static_cast<int>(data.size()));
-    }
-    return sink.GetContent();
+    return writeThrough<Base64EncodingStream>(data, lineLength);
 }
 
 int memoryDecode(const std::string &text, std::string &out)

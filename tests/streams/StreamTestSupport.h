@@ -59,6 +59,19 @@ inline std::string textBytes(int length)
     return s;
 }
 
+// What a filter built over a memory sink with the given arguments writes for data, including
+// what it writes when destroyed.
+template <class Filter, class... Args>
+std::string writeThrough(const std::string &data, Args... args)
+{
+    MemoryOutputStream sink;
+    {
+        Filter filter(sink, args...);
+        filter.Write(data.data(), static_cast<int>(data.size()));
+    }
+    return sink.GetContent();
+}
+
 // A sink that records each Write as a separate piece, and counts FlushSelf calls.
 class RecordingStream : public OutputStream {
 public:
