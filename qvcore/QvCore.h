@@ -4,16 +4,20 @@
 // Every public header of the library.
 
 #include "qvcore/Platform.h"
+#include "qvcore/core/DateTime.h"
 #include "qvcore/core/MemoryBlock.h"
 #include "qvcore/core/NotCopyable.h"
 #include "qvcore/core/String.h"
-#include "qvcore/streams/StreamBase.h"
-#include "qvcore/streams/Base64Stream.h"
-#include "qvcore/streams/CRCStream.h"
-#include "qvcore/streams/CryptingStream.h"
-#include "qvcore/streams/CompressingStream.h"
-#include "qvcore/streams/MD5Sum.h"
+#include "qvcore/core/WinException.h"
+#include "qvcore/files/File.h"
+#include "qvcore/files/FileData.h"
 #include "qvcore/runtime/ModuleBase.h"
 #include "qvcore/runtime/Thread.h"
+#include "qvcore/streams/Base64Stream.h"
+#include "qvcore/streams/CRCStream.h"
+#include "qvcore/streams/CompressingStream.h"
+#include "qvcore/streams/CryptingStream.h"
+#include "qvcore/streams/MD5Sum.h"
+#include "qvcore/streams/StreamBase.h"
 
 #endif

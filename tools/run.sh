@@ -22,3 +22,7 @@ fi
 qvtool --version
 qvtool chunks
 qvtool chunks --piece 64
+# The file commands look at the build tree itself (Wine sees the current directory).
+cd "$build"
+qvtool ls 'bin\*.dll'
+qvtool du bin lib
