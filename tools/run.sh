@@ -22,6 +22,13 @@ fi
 qvtool --version
 qvtool chunks
 qvtool chunks --piece 64
+qvtool sysinfo --env PATHEXT
+# The log: every line of the sample, time-stamped and tagged, through the library's COM
+# entry point (the file is created anew each time).
+cd "$root"
+qvtool log build/x86_64/sample.log --tag sample --indent 1 --stdin <tools/qvtool/sample/sample.txt
+echo "\$ cat build/x86_64/sample.log"
+cat build/x86_64/sample.log
 # The file commands look at the build tree itself (Wine sees the current directory).
 cd "$build"
 qvtool ls 'bin\*.dll'

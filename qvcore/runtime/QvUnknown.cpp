@@ -1,0 +1,107 @@
+#include "qvcore/runtime/QvUnknown.h"
+
+const IID IID_QvDataObject = {0x7CADFC7D, 0xB1F1, 0x4010, {0xBA, 0x9C, 0xC8, 0x79, 0xE1, 0x1A, 0xB6, 0xB1}};
+
+// --- QvUnknown ------------------------------------------------------------------------------
+
+QvUnknown::QvUnknown() : refCount_(1) {}
+
+// A copy is a new object: it starts with its own single reference.
+QvUnknown::QvUnknown(const QvUnknown &) : IUnknown(), refCount_(1) {}
+
+// The count belongs to the object, not to its value: references to the target stay valid.
+QvUnknown &QvUnknown::operator=(const QvUnknown &)
+{
+    return *this;
+}
+
+QvUnknown::~QvUnknown() {}
+
+HRESULT STDMETHODCALLTYPE QvUnknown::QueryInterface(REFIID, void **)
+{
+    return E_NOINTERFACE;
+}
+
+ULONG STDMETHODCALLTYPE QvUnknown::AddRef()
+{
+    return static_cast<ULONG>(InterlockedIncrement(&refCount_));
+}
+
+ULONG STDMETHODCALLTYPE QvUnknown::Release()
+{
+    LONG count = InterlockedDecrement(&refCount_);
+    if (count == 0)
+        delete this;
+    return static_cast<ULONG>(count);
+}
+
+// --- DataObject -----------------------------------------------------------------------------
+
+DataObject::DataObject() : refCount_(1) {}
+
+DataObject::~DataObject() {}
+
+HRESULT STDMETHODCALLTYPE DataObject::QueryInterface(REFIID riid, void **ppv)
+{
+    if (!ppv)
+        return E_POINTER;
+    if (IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IDataObject) || IsEqualIID(riid, IID_QvDataObject)) {
+        *ppv = static_cast<IDataObject *>(this);
+        AddRef();
+        return S_OK;
+    }
+    *ppv = nullptr;
+    return E_NOINTERFACE;
+}
+
+ULONG STDMETHODCALLTYPE DataObject::AddRef()
+{
+    return ++refCount_;
+}
+
+ULONG STDMETHODCALLTYPE DataObject::Release()
+{
+    ULONG count = --refCount_;
+    if (count == 0)
+        delete this;
+    return count;
+}
+
+HRESULT STDMETHODCALLTYPE DataObject::QueryGetData(FORMATETC *)
+{
+    return E_INVALIDARG;
+}
+
+HRESULT STDMETHODCALLTYPE DataObject::GetCanonicalFormatEtc(FORMATETC *, FORMATETC *)
+{
+    return E_INVALIDARG;
+}
+
+HRESULT STDMETHODCALLTYPE DataObject::SetData(FORMATETC *, STGMEDIUM *, BOOL)
+{
+    return E_NOTIMPL;
+}
+
+HRESULT STDMETHODCALLTYPE DataObject::EnumFormatEtc(DWORD, IEnumFORMATETC **ppenum)
+{
+    if (ppenum)
+        *ppenum = nullptr;
+    return E_NOTIMPL;
+}
+
+HRESULT STDMETHODCALLTYPE DataObject::DAdvise(FORMATETC *, DWORD, IAdviseSink *, DWORD *)
+{
+    return E_NOTIMPL;
+}
+
+HRESULT STDMETHODCALLTYPE DataObject::DUnadvise(DWORD)
+{
+    return OLE_E_ADVISENOTSUPPORTED;
+}
+
+HRESULT STDMETHODCALLTYPE DataObject::EnumDAdvise(IEnumSTATDATA **ppenum)
+{
+    if (ppenum)
+        *ppenum = nullptr;
+    return OLE_E_ADVISENOTSUPPORTED;
+}
