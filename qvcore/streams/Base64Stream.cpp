@@ -211,55 +211,78 @@ int Base64DecodingStream::ReadGroup()
     }
 }
 
+// Decodes whole groups straight from the source's memory into buffer while at least 3 bytes
+// of room remain; each group is handed out completely, so nothing is left for the next
+// request. Returns the bytes produced; consumed tells whether any character was taken.
+int Base64DecodingStream::DecodeShown(char *buffer, int count, bool &consumed)
+{
+    const char *view;
+    int n = source->Peek(view);
+    int used = 0, produced = 0;
+    while (count - produced >= 3) {
+        char *out = buffer + produced;
+        if (n - used >= 4) {
+            signed char v[4] = {lookup(view[used]), lookup(view[used + 1]), lookup(view[used + 2]),
+                                lookup(view[used + 3])};
+            if ((v[0] | v[1] | v[2] | v[3]) >= 0) {  // four alphabet values, the usual case
+                unsigned bits = (v[0] << 18) | (v[1] << 12) | (v[2] << 6) | v[3];
+                out[0] = static_cast<char>(bits >> 16);
+                out[1] = static_cast<char>(bits >> 8);
+                out[2] = static_cast<char>(bits);
+                produced += 3;
+                used += 4;
+                continue;
+            }
+        }
+        signed char v[4];
+        int have = 0, at = used;
+        while (at < n && have < 4) {
+            signed char value = lookup(view[at++]);
+            if (value != SkipMark)
+                v[have++] = value;
+        }
+        if (have < 4)
+            break;  // the group runs beyond what the source shows
+        produced += decodeGroup(v, out);
+        used = at;
+    }
+    consumed = used > 0;
+    if (consumed)
+        source->Skip(used);
+    return produced;
+}
+
+int Base64DecodingStream::ReadSome(char *buffer, int count)
+{
+    if (count < 1)
+        return 0;
+    if (available == 0 && count >= 3) {
+        bool consumed;
+        int k = DecodeShown(buffer, count, consumed);
+        if (k > 0)
+            return k;
+    }
+    if (available == 0)
+        available = ReadGroup();
+    int k = std::min(count, available);
+    std::memcpy(buffer, decoded, k);  // from the group's first byte: see the class comment
+    available -= k;
+    return k;
+}
+
 void Base64DecodingStream::Read(char *buffer, int count)
 {
     while (count > 0) {
         if (available == 0 && count >= 3) {
-            // Whole groups straight from the source's memory into the caller's buffer: each is
-            // handed out completely, so nothing is left for the next request.
-            const char *view;
-            int n = source->Peek(view);
-            int used = 0;
-            while (count >= 3) {
-                if (n - used >= 4) {
-                    signed char v[4] = {lookup(view[used]), lookup(view[used + 1]), lookup(view[used + 2]),
-                                        lookup(view[used + 3])};
-                    if ((v[0] | v[1] | v[2] | v[3]) >= 0) {  // four alphabet values, the usual case
-                        unsigned bits = (v[0] << 18) | (v[1] << 12) | (v[2] << 6) | v[3];
-                        buffer[0] = static_cast<char>(bits >> 16);
-                        buffer[1] = static_cast<char>(bits >> 8);
-                        buffer[2] = static_cast<char>(bits);
-                        buffer += 3;
-                        count -= 3;
-                        used += 4;
-                        continue;
-                    }
-                }
-                signed char v[4];
-                int have = 0, at = used;
-                while (at < n && have < 4) {
-                    signed char value = lookup(view[at++]);
-                    if (value != SkipMark)
-                        v[have++] = value;
-                }
-                if (have < 4)
-                    break;  // the group runs beyond what the source shows
-                int k = decodeGroup(v, buffer);
-                buffer += k;
-                count -= k;
-                used = at;
-            }
-            if (used > 0) {
-                source->Skip(used);
+            bool consumed;
+            int k = DecodeShown(buffer, count, consumed);
+            buffer += k;
+            count -= k;
+            if (consumed)
                 continue;
-            }
         }
-        if (available == 0)
-            available = ReadGroup();
-        int k = std::min(count, available);
-        std::memcpy(buffer, decoded, k);  // from the group's first byte: see the class comment
+        int k = ReadSome(buffer, count);
         buffer += k;
         count -= k;
-        available -= k;
     }
 }

@@ -50,7 +50,8 @@ private:
 ///
 /// Kept for compatibility with existing readers: each request copies from the first decoded
 /// byte of the current group, so a group read in pieces (say one byte at a time) hands out
-/// its leading bytes again. Read in requests that match the group boundaries, or in one piece.
+/// its leading bytes again. Read in requests that match the group boundaries, or in one piece,
+/// or put a BufferedInputStream behind the decoder: it takes whole groups only.
 /// There is no end-of-text detection: reading past the encoded data ends in the source's own
 /// end-of-data exception.
 class QVCORE_API Base64DecodingStream : public InputStream {
@@ -59,9 +60,12 @@ public:
     ~Base64DecodingStream() noexcept(false) override;
 
     void Read(char *buffer, int count) override;
+    /// Whole groups while at least 3 bytes of room remain, otherwise as Read.
+    int ReadSome(char *buffer, int count) override;
 
 private:
     int ReadGroup();
+    int DecodeShown(char *buffer, int count, bool &consumed);
 
     char decoded[3];
     int available;

@@ -98,18 +98,24 @@ void CompressingStream::InternalFlush(bool finish)
 
 // --- decompression -------------------------------------------------------------------------
 
-DecompressingStream::DecompressingStream(InputStream &source) : InputStream(&source), zstream(nullptr), input(0) {}
+DecompressingStream::DecompressingStream(InputStream &source)
+    : InputStream(&source), zstream(nullptr), input(0), ended(false)
+{
+}
 
 DecompressingStream::~DecompressingStream() noexcept(false)
 {
     ZlibRelease<inflateEnd> release{zstream};
 }
 
-void DecompressingStream::Inflate(bool noProgressAllowed)
+void DecompressingStream::Read(char *buffer, int count)
 {
-    int result = inflate(zstream, Z_NO_FLUSH);
-    if (result != Z_OK && !(noProgressAllowed && result == Z_BUF_ERROR))
-        throwZlib(*zstream);
+    Decompress(buffer, count, false);
+}
+
+int DecompressingStream::ReadSome(char *buffer, int count)
+{
+    return Decompress(buffer, count, true);
 }
 
 // The required behaviour is byte-by-byte: whenever zlib has no input left and output space
@@ -121,10 +127,12 @@ void DecompressingStream::Inflate(bool noProgressAllowed)
 // can still make from the bits it holds, as the byte-by-byte call would have done, and the
 // byte-by-byte loop finishes the request. Each request starts with such a call too: when it
 // fills the output, byte-by-byte reading would still have fetched its first byte.
-void DecompressingStream::Read(char *buffer, int count)
+//
+// With some set, the request ends as soon as anything was produced (ReadSome).
+int DecompressingStream::Decompress(char *buffer, int count, bool some)
 {
     if (count < 1)
-        return;
+        return 0;
     if (!zstream) {
         zstream = new z_stream();
         if (inflateInit(zstream) != Z_OK) {
@@ -136,17 +144,28 @@ void DecompressingStream::Read(char *buffer, int count)
     }
     zstream->next_out = reinterpret_cast<Bytef *>(buffer);
     zstream->avail_out = static_cast<uInt>(count);
+    auto produced = [&] { return count - static_cast<int>(zstream->avail_out); };
+    auto step = [&](bool noProgressAllowed) {
+        int result = inflate(zstream, Z_NO_FLUSH);
+        if (result == Z_STREAM_END)
+            ended = true;
+        if (result == Z_OK || (noProgressAllowed && result == Z_BUF_ERROR) ||
+            (some && result == Z_STREAM_END && produced() > 0))
+            return;
+        throwZlib(*zstream);
+    };
+
     if (zstream->avail_in == 0) {
-        Inflate(true);
-        if (zstream->avail_out == 0) {
+        step(true);
+        if (zstream->avail_out == 0 && !some) {
             // Byte-by-byte reading fetches a byte before it finds that the output needs none.
             source->Read(&input, 1);
             zstream->next_in = reinterpret_cast<Bytef *>(&input);
             zstream->avail_in = 1;
-            return;
+            return count;
         }
     }
-    while (zstream->avail_out > 0) {
+    while (zstream->avail_out > 0 && !(some && produced() > 0)) {
         if (zstream->avail_in == 0) {
             const char *view;
             int shown;
@@ -159,15 +178,19 @@ void DecompressingStream::Read(char *buffer, int count)
                 zstream->avail_in = 0;
                 zstream->avail_out += 1;
                 source->Skip(used);
-                if (result != Z_OK)
+                if (result == Z_STREAM_END)
+                    ended = true;
+                if (result != Z_OK && !(some && result == Z_STREAM_END && produced() > 0))
                     throwZlib(*zstream);
-                Inflate(true);
+                if (result == Z_OK)
+                    step(true);
                 continue;
             }
             source->Read(&input, 1);
             zstream->next_in = reinterpret_cast<Bytef *>(&input);
             zstream->avail_in = 1;
         }
-        Inflate(false);
+        step(false);
     }
+    return produced();
 }

@@ -47,12 +47,19 @@ public:
     ~DecompressingStream() noexcept(false) override;
 
     void Read(char *buffer, int count) override;
+    /// What zlib can produce, up to count bytes, from the input that Read would take. Bytes
+    /// that end the zlib stream are delivered; the next call throws code 2 as Read does.
+    int ReadSome(char *buffer, int count) override;
+
+    /// True once the end of the zlib stream has been reached.
+    bool AtEnd() const { return ended; }
 
 private:
-    void Inflate(bool noProgressAllowed);
+    int Decompress(char *buffer, int count, bool some);
 
     z_stream_s *zstream;  // created by the first non-empty Read
     char input;           // the byte handed to zlib when the source shows nothing in memory
+    bool ended;
 };
 
 #endif
