@@ -33,3 +33,10 @@ cat build/x86_64/sample.log
 cd "$build"
 qvtool ls 'bin\*.dll'
 qvtool du bin lib
+# Streams: the sample compressed, cut into CRC blocks and Base64-encoded, then decoded again;
+# the digests of the original and of the round trip agree.
+qvtool encode --filters compress:9,crc,base64:64 ../../tools/qvtool/sample/sample.txt sample.b64
+echo "\$ head -3 sample.b64"
+head -3 sample.b64
+qvtool decode --filters compress,crc,base64 sample.b64 sample.back
+qvtool md5 ../../tools/qvtool/sample/sample.txt sample.back

@@ -113,9 +113,28 @@ void Base64EncodingStream::Write(const char *data, int count)
         WriteGroup(group);
     }
     const unsigned char *in = reinterpret_cast<const unsigned char *>(data);
-    for (; count >= 3; count -= 3, in += 3) {
-        encodeGroup(in, group);
-        WriteGroup(group);
+    while (count >= 3) {
+        // Groups and line feeds straight into the target's buffer while it has room for a
+        // group and a line feed: the same as writing each of them.
+        char *space;
+        int room = Target().Reserve(space);
+        if (room < 5) {
+            encodeGroup(in, group);
+            WriteGroup(group);
+            in += 3;
+            count -= 3;
+            continue;
+        }
+        int used = 0;
+        for (; count >= 3 && room - used >= 5; count -= 3, in += 3) {
+            encodeGroup(in, space + used);
+            used += 4;
+            if (groupsPerLine > 0 && ++groupsOnLine == groupsPerLine) {
+                groupsOnLine = 0;
+                space[used++] = '\n';
+            }
+        }
+        target->Commit(used);
     }
     std::memcpy(pending, in, count);
     pendingCount = count;

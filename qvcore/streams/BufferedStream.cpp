@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 
 // --- output --------------------------------------------------------------------------------
 
@@ -41,6 +42,19 @@ void BufferedOutputStream::Write(const char *data, int count)
     }
     std::memcpy(buffer, data, count);
     fill = count;
+}
+
+int BufferedOutputStream::Reserve(char *&space)
+{
+    space = static_cast<char *>(buffer) + fill;
+    return buffer.size() - fill;
+}
+
+void BufferedOutputStream::Commit(int count)
+{
+    if (count < 0 || count > buffer.size() - fill)
+        throw std::logic_error("BufferedOutputStream::Commit beyond the reserved room");
+    fill += count;
 }
 
 void BufferedOutputStream::FlushSelf()

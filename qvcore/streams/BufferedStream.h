@@ -18,6 +18,9 @@ public:
     ~BufferedOutputStream() noexcept(false) override;
 
     void Write(const char *data, int count) override;
+    /// The free part of the buffer.
+    int Reserve(char *&space) override;
+    void Commit(int count) override;
 
 protected:
     void FlushSelf() override;

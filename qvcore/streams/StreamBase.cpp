@@ -156,6 +156,18 @@ void OutputStream::Flush()
 
 void OutputStream::FlushSelf() {}
 
+int OutputStream::Reserve(char *&space)
+{
+    space = nullptr;
+    return 0;
+}
+
+void OutputStream::Commit(int count)
+{
+    if (count != 0)
+        throw std::logic_error("OutputStream::Commit without reserved room");
+}
+
 OutputStream &OutputStream::Target() const
 {
     if (!target)

@@ -106,6 +106,17 @@ public:
     /// Accepts count bytes. A count below 1 does nothing.
     virtual void Write(const char *data, int count) = 0;
 
+    // The two operations below let a filter that writes many small pieces (the Base64 encoder)
+    // put them straight into a buffering stream's memory; what the streams behind see is the
+    // same as with the small writes.
+
+    /// Free room in the stream's own buffer: sets space and returns its size (0, the default:
+    /// none). Bytes put there count as written only through Commit; the room stays valid
+    /// until the next operation on the stream.
+    virtual int Reserve(char *&space);
+    /// Takes the first count bytes of the room Reserve gave, exactly as a Write of them would.
+    virtual void Commit(int count);
+
     /// Flushes the streams in front of this one (the front-most first), then this one: called
     /// on the last stream of a chain it pushes out everything the chain holds back.
     void Flush();

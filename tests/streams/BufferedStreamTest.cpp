@@ -4,6 +4,8 @@
 #include "qvcore/streams/BufferedStream.h"
 #include "qvcore/streams/CompressingStream.h"
 
+#include <stdexcept>
+
 TEST(BufferedOutputStream, CollectsSmallWritesAndPassesLargeOnesThrough)
 {
     RecordingStream sink;
@@ -29,17 +31,32 @@ TEST(BufferedOutputStream, CollectsSmallWritesAndPassesLargeOnesThrough)
 
 TEST(BufferedOutputStream, GroupsTheBase64EncodersWrites)
 {
-    RecordingStream sink;
+    RecordingStream sink, unbuffered;
+    std::string data = patternBytes(10000);
     {
         BufferedOutputStream buffered(sink, 4096);
         Base64EncodingStream encoder(buffered, 76);
-        std::string data = patternBytes(10000);
-        encoder.Write(data.data(), 10000);
+        Base64EncodingStream plain(unbuffered, 76);
+        for (int at = 0; at < 10000; at += 1000) {  // pieces that do not end on group boundaries
+            encoder.Write(data.data() + at, 1000);
+            plain.Write(data.data() + at, 1000);
+        }
     }
     EXPECT_EQ(4u, sink.pieces.size());  // 13512 characters in 4 KiB pieces, not 3334 groups
+    EXPECT_EQ(3334u + 176u, unbuffered.pieces.size());
     std::string text = sink.all();
     EXPECT_EQ(13336u + 176u, text.size());
-    EXPECT_EQ('\n', text.back());
+    EXPECT_EQ(unbuffered.all(), text);
+
+    BufferedOutputStream buffered(sink, 16);
+    char *room;
+    ASSERT_EQ(16, buffered.Reserve(room));
+    room[0] = 'r';
+    buffered.Commit(1);
+    EXPECT_EQ(15, buffered.Reserve(room));
+    EXPECT_THROW(buffered.Commit(16), std::logic_error);
+    buffered.Flush();
+    EXPECT_EQ("r", sink.pieces.back());
 }
 
 TEST(BufferedInputStream, DeliversEverythingInAnyPiecesAndShowsItsBuffer)
