@@ -57,18 +57,29 @@ CRCInputStream::CRCInputStream(InputStream &source) : InputStream(&source), posi
 
 CRCInputStream::~CRCInputStream() noexcept(false) {}
 
-void CRCInputStream::ReadBlock()
+int CRCInputStream::ReadLength()
 {
     int length;
     *source >> length;
     if (length > BlockSize || length < 1)
         throw Exception{4, L"Illegal CRC block size"};
-    position = BlockSize - length;
-    source->Read(block + position, length);
+    return length;
+}
+
+void CRCInputStream::ReadData(char *data, int length)
+{
+    source->Read(data, length);
     unsigned int stored;
     *source >> stored;
-    if (stored != static_cast<unsigned int>(blockCRC(block + position, length)))
+    if (stored != static_cast<unsigned int>(blockCRC(data, length)))
         throw Exception{4, L"CRC checksum error"};
+}
+
+void CRCInputStream::ReadBlock()
+{
+    int length = ReadLength();
+    position = BlockSize - length;
+    ReadData(block + position, length);
 }
 
 void CRCInputStream::Read(char *buffer, int count)
@@ -83,7 +94,16 @@ void CRCInputStream::Read(char *buffer, int count)
         }
         if (count <= 0)
             return;
-        ReadBlock();
+        int length = ReadLength();
+        if (length <= count) {
+            // A block the caller takes whole goes straight into its buffer: one copy less.
+            ReadData(buffer, length);
+            buffer += length;
+            count -= length;
+        } else {
+            position = BlockSize - length;
+            ReadData(block + position, length);
+        }
     }
 }
 

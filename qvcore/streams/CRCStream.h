@@ -45,6 +45,8 @@ public:
     void Skip(int count) override;
 
 private:
+    int ReadLength();
+    void ReadData(char *data, int length);
     void ReadBlock();
 
     char block[BlockSize];
