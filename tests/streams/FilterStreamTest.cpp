@@ -1,6 +1,7 @@
 #include "StreamTestSupport.h"
 
 #include <cstring>
+#include <stdexcept>
 
 #include "qvcore/streams/Base64Stream.h"
 #include "qvcore/streams/CRCStream.h"
@@ -293,4 +294,29 @@ TEST(CryptingStream, ComplementsBytesAndRestoresTheCallersBuffer)
     EXPECT_EQ("00 FF 5A", toHex(std::string(back, 3)));
     EXPECT_EQ(2, in.ReadSome(back, 5));
     EXPECT_EQ("ab", std::string(back, 2));
+}
+
+TEST(FilterStreams, DestructorWritesReportFailuresUnlessAlreadyUnwinding)
+{
+    FailingStream failing;
+    auto *crc = new CRCOutputStream(failing);
+    crc->Write("x", 1);
+    EXPECT_STREAM_EXCEPTION(delete crc, 1, "disk full");
+
+    bool first = false;
+    try {
+        Base64EncodingStream encoder(failing, 76);
+        encoder.Write("M", 1);  // held back: written, and failing, in the destructor
+        throw std::runtime_error("first");
+    } catch (const std::runtime_error &) {
+        first = true;  // the failure in the destructor did not end the program
+    }
+    EXPECT_TRUE(first);
+
+    // A filter whose target is gone writes nothing when destroyed and refuses writes.
+    auto *sink = new RecordingStream;
+    CRCOutputStream orphan(*sink);
+    orphan.Write("abc", 3);
+    delete sink;
+    EXPECT_THROW(orphan.Flush(), std::logic_error);
 }

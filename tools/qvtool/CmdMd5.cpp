@@ -19,7 +19,7 @@ int runMd5(const Args &args)
     _setmode(_fileno(stdout), _O_BINARY);  // line feeds only, as md5sum writes them
     if (names.empty())
         names.push_back("-");
-    const int pieceSize = 1 << 20;
+    const int pieceSize = 64 << 10;  // stays in the cache between the read and the digest
     std::vector<char> piece(pieceSize);
     int status = 0;
     for (const std::string &name : names) {
