@@ -40,3 +40,11 @@ echo "\$ head -3 sample.b64"
 head -3 sample.b64
 qvtool decode --filters compress,crc,base64 sample.b64 sample.back
 qvtool md5 ../../tools/qvtool/sample/sample.txt sample.back
+# The sample (UTF-8) through String's code-page conversions; the sizes go to the error stream.
+convertSample() {
+    echo "\$ qvtool convert $* < sample.txt > /dev/null"
+    "$root/tools/wine/wine-run.sh" "$build" "$build/bin/qvtool.exe" convert "$@" \
+        < "$root/tools/qvtool/sample/sample.txt" > /dev/null
+}
+convertSample --from utf-8 --to utf-16le --info
+convertSample --from utf-8 --to 1252 --info

@@ -89,6 +89,33 @@ private:
     char *saved_;
 };
 
+// --- code-page encoding ------------------------------------------------------------------
+
+// Multibyte() for any code page but UTF-8, over units that need not belong to a String.
+std::string encodeUnits(unsigned int codePage, const Unit *text, std::size_t size)
+{
+    if (size == 0)
+        return std::string();
+    int length = static_cast<int>(size);
+    std::size_t bound = 3 * size + 1;
+    int capacity = bound > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<int>(bound);
+    std::string result(static_cast<std::size_t>(capacity), '\0');
+    int count = WideCharToMultiByte(codePage, 0, wide(text), length, &result[0], capacity, nullptr, nullptr);
+    if ((count == 0 && GetLastError() == ERROR_INSUFFICIENT_BUFFER) || count >= capacity) {
+        int needed = WideCharToMultiByte(codePage, 0, wide(text), length, nullptr, 0, nullptr, nullptr);
+        if (needed <= 0)
+            return std::string();
+        result.resize(static_cast<std::size_t>(needed));
+        count = WideCharToMultiByte(codePage, 0, wide(text), length, &result[0], needed, nullptr, nullptr);
+    }
+    if (count <= 0)
+        return std::string();
+    result.resize(static_cast<std::size_t>(count));
+    return result;
+}
+
+inline std::string ansi(const Base &text) { return encodeUnits(CP_ACP, text.data(), text.size()); }
+
 // --- system buffers -----------------------------------------------------------------------
 
 // Frees a buffer that the system message formatter allocated.
@@ -315,6 +342,13 @@ String String::FromMultibyte(unsigned int codePage, const char *s, int len)
     // One unit per byte is enough for almost every code page; the system is asked for the
     // exact size only when it is not.
     int capacity = len < 0x7FFFFFFF ? len + 1 : len;
+    // Short texts are decoded on the stack and copied once into a string of the exact size.
+    if (capacity <= 1024) {
+        wchar_t buffer[1024];
+        int count = MultiByteToWideChar(codePage, 0, s, len, buffer, capacity);
+        if (count > 0 && count < capacity)
+            return String(units(buffer), static_cast<unsigned int>(count));
+    }
     String result;
     result.resize(static_cast<std::size_t>(capacity));
     int count = MultiByteToWideChar(codePage, 0, s, len, wide(&result[0]), capacity);
@@ -344,24 +378,7 @@ std::string String::Multibyte(unsigned int codePage) const
 {
     if (codePage == CP_UTF8)
         return Utf8();
-    if (empty())
-        return std::string();
-    int length = static_cast<int>(size());
-    std::size_t bound = 3 * size() + 1;
-    int capacity = bound > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<int>(bound);
-    std::string result(static_cast<std::size_t>(capacity), '\0');
-    int count = WideCharToMultiByte(codePage, 0, wide(data()), length, &result[0], capacity, nullptr, nullptr);
-    if ((count == 0 && GetLastError() == ERROR_INSUFFICIENT_BUFFER) || count >= capacity) {
-        int needed = WideCharToMultiByte(codePage, 0, wide(data()), length, nullptr, 0, nullptr, nullptr);
-        if (needed <= 0)
-            return std::string();
-        result.resize(static_cast<std::size_t>(needed));
-        count = WideCharToMultiByte(codePage, 0, wide(data()), length, &result[0], needed, nullptr, nullptr);
-    }
-    if (count <= 0)
-        return std::string();
-    result.resize(static_cast<std::size_t>(count));
-    return result;
+    return encodeUnits(codePage, data(), size());
 }
 
 String String::FromSystemMultibyte(const char *s, int len)
@@ -566,7 +583,7 @@ String String::FromFormatMessageV(const Base &fmt, va_list args)
 {
     va_list copy;
     va_copy(copy, args);
-    String result = formatMessageAnsi(static_cast<const String &>(fmt).SystemMultibyte(), &copy);
+    String result = formatMessageAnsi(ansi(fmt), &copy);
     va_end(copy);
     return result;
 }
@@ -805,8 +822,8 @@ int compareStrings(const String &a, const Base &b, int n, DWORD flags)
     std::size_t common = std::min(lengthA, lengthB);
     if (std::equal(a.data(), a.data() + common, b.data()))
         return static_cast<int>(static_cast<long long>(lengthA) - static_cast<long long>(lengthB));
-    std::string narrowA = a.SystemMultibyte();
-    std::string narrowB = static_cast<const String &>(b).SystemMultibyte();
+    std::string narrowA = ansi(a);
+    std::string narrowB = ansi(b);
     return CompareStringA(LOCALE_USER_DEFAULT, flags, narrowA.data(), static_cast<int>(narrowA.size()),
                           narrowB.data(), static_cast<int>(narrowB.size())) -
            2;

@@ -94,7 +94,7 @@ public:
     static String FromFormat(const Base &fmt, ...);
     static String FromFormatV(const unsigned short *fmt, va_list args);
     static String FromFormatV(const Base &fmt, va_list args);
-    /// The format is the whole text of string resource id of module.
+    /// The format is the whole text of string resource id of module (empty for a null module).
     static String FromFormat(ModuleBase *module, unsigned int id, ...);
     static String FromFormatV(ModuleBase *module, unsigned int id, va_list args);
     /// Assigns FromFormatV(fmt, ...) and returns the string.
@@ -112,7 +112,8 @@ public:
     /// Assigns FromFormatMessageV(module, id, ...) and returns the string.
     String &FormatMessage(ModuleBase *module, unsigned int id, ...);
 
-    /// Assigns lines firstLine to lastLine (as GetLines) of string resource id of module.
+    /// Assigns lines firstLine to lastLine (as GetLines) of string resource id of module (empty
+    /// for a null module).
     String &LoadString(unsigned int id, int firstLine, int lastLine, ModuleBase *module);
     /// Appends the message of string resource id to text on a new line ("\r\n" alone for id 0).
     static void AddMessage(ModuleBase *module, String &text, unsigned int id);
@@ -120,9 +121,10 @@ public:
     /// empty for an unknown code.
     static String FromError(unsigned long code);
 
-    /// count copies of ch; count -1 throws std::length_error.
+    /// count copies of ch; a negative count (such as -1) throws std::length_error.
     static String FromChar(unsigned short ch, int count = 1);
-    /// Lower-case digits; a minus sign only for negative signed values in radix 10.
+    /// Lower-case digits; a minus sign only for negative signed values in radix 10 (other radixes
+    /// write the two's-complement bits). A radix outside 2 to 36 gives an empty string.
     static String FromNum(int value, int radix = 10);
     static String FromNum(unsigned int value, int radix = 10);
     static String FromNum(__int64 value, int radix = 10);
@@ -136,6 +138,10 @@ public:
 
     // --- parsing: true and the value, or false and zero ------------------------------------
 
+    /// Leading blanks, an optional sign, digits of the radix (2 to 36; a unit counts by its low
+    /// 8 bits), then the end. Trailing blanks are accepted only after a value beyond the signed
+    /// range ("12 " fails, "4000000000 " parses). Blanks or a sign alone parse as 0; values
+    /// beyond the signed range wrap in the signed forms.
     bool ParseNum(int &value, int radix = 10) const;
     bool ParseNum(unsigned int &value, int radix = 10) const;
     bool ParseNum(__int64 &value, int radix = 10) const;
@@ -176,7 +182,18 @@ public:
     String Trim(bool left = true, bool right = true) const;
     String Trim(const Base &set, bool left = true, bool right = true) const;
     String Trim(unsigned short ch, bool left = true, bool right = true) const;
-    /// Replaces up to count occurrences (-1: all) left to right, never searching inserted text.
+    /// Character literals: without these, Trim('-') would be ambiguous with Trim(bool, bool).
+    String Trim(char ch, bool left = true, bool right = true) const
+    {
+        return Trim(static_cast<unsigned short>(static_cast<unsigned char>(ch)), left, right);
+    }
+    String Trim(wchar_t ch, bool left = true, bool right = true) const
+    {
+        return Trim(static_cast<unsigned short>(ch), left, right);
+    }
+    /// Replaces up to count occurrences left to right, never searching inserted text. count -1
+    /// (or -2) is the string's length: every occurrence of a non-empty find; an empty find
+    /// matches at the current position, so "abc" with find "" and with "x" gives "xxxabc".
     String &Replace(const Base &find, Base with, int count = -1);
 
     // --- splitting, joining and lines ------------------------------------------------------
@@ -187,8 +204,10 @@ public:
     std::list<String> Split(unsigned short delimiter, bool keepEmpty = false, int maxParts = 0) const;
     static String Join(const std::list<String> &parts, String separator);
     static String Join(const std::vector<String> &parts, String separator);
-    /// Lines (separated by line feeds, numbered from 0) firstLine to lastLine; see the
-    /// library's documentation of line selection for negative arguments.
+    /// Lines firstLine to lastLine, separated by line feeds (kept CRs) and numbered from 0.
+    /// firstLine below 1 with a negative lastLine: the whole text. A negative firstLine: the last
+    /// max(lastLine, 1) lines. A negative lastLine: to the end. Lines past the text: empty.
+    /// A negative length reads text up to its terminating zero.
     static String GetLines(const unsigned short *text, int length, int firstLine, int lastLine);
     String GetLines(int firstLine, int lastLine) const;
 };

@@ -127,6 +127,10 @@ TEST(StringEncoding, ConversionFailuresGiveEmptyResults)
     EXPECT_EQ(String().Multibyte(1252), "");
     // Characters 1252 cannot hold become its default character.
     EXPECT_EQ(S(L"a\u4e2db").Multibyte(1252), "a?b");
+    // UTF-7 needs more than three bytes per unit here: the size is asked for and the
+    // conversion repeated.
+    EXPECT_EQ(S(L"\u4e2d").Multibyte(65000), "+Ti0-");
+    EXPECT_EQ(String::FromMultibyte(65000, "+Ti0-"), S(L"\u4e2d"));
 }
 
 TEST(StringEncoding, DecodesTextLongerThanOneUnitPerByteBound)
@@ -293,4 +297,327 @@ TEST(StringFormat, FromGuidIs39UnitsEndingInZero)
     ASSERT_EQ(text.size(), 39u);
     EXPECT_EQ(text.back(), 0);
     EXPECT_EQ(text.Left(38), S(L"{0A1B2C3D-4E5F-6A7B-8C9D-AEBFC0D1E2F3}"));
+}
+
+TEST(StringFormat, DateAndTimeFollowTheUserLocale)
+{
+    SYSTEMTIME time = {};
+    time.wYear = 2024;
+    time.wMonth = 2;
+    time.wDay = 29;
+    time.wHour = 13;
+    time.wMinute = 5;
+    time.wSecond = 9;
+    char expected[128];
+    ASSERT_GT(GetDateFormatA(LOCALE_USER_DEFAULT, DATE_LONGDATE, &time, nullptr, expected, sizeof expected), 0);
+    EXPECT_EQ(String::FromDate(time, true), String::FromSystemMultibyte(expected));
+    ASSERT_GT(GetDateFormatA(LOCALE_USER_DEFAULT, DATE_SHORTDATE, &time, nullptr, expected, sizeof expected), 0);
+    EXPECT_EQ(String::FromDate(time), String::FromSystemMultibyte(expected));
+    ASSERT_GT(GetTimeFormatA(LOCALE_USER_DEFAULT, 0, &time, nullptr, expected, sizeof expected), 0);
+    EXPECT_EQ(String::FromTime(time), String::FromSystemMultibyte(expected));
+    ASSERT_GT(GetTimeFormatA(LOCALE_USER_DEFAULT, TIME_NOSECONDS, &time, nullptr, expected, sizeof expected), 0);
+    String noSeconds = String::FromTime(time, false);
+    EXPECT_EQ(noSeconds, String::FromSystemMultibyte(expected));
+    EXPECT_EQ(noSeconds.find(S(L"09")), String::npos);
+
+    SYSTEMTIME invalid = time;
+    invalid.wMonth = 13;
+    EXPECT_EQ(String::FromDate(invalid), String());
+    invalid = time;
+    invalid.wHour = 25;
+    EXPECT_EQ(String::FromTime(invalid), String());
+}
+
+TEST(StringLimits, LengthAbove2147483645UnitsThrowsBeforeAllocating)
+{
+    EXPECT_THROW(String::FromChar('x', 2147483646), std::length_error);
+    String s = S(L"ab");
+    EXPECT_THROW(s.Insert(1, 'x', 2147483644), std::length_error);
+    EXPECT_EQ(s, S(L"ab"));
+    EXPECT_THROW(s.Insert(1, 'x', -1), std::length_error);
+}
+
+// --- parsing ------------------------------------------------------------------------------
+
+TEST(StringParse, Int32AcceptsBlanksSignsAndDigitsByLowByte)
+{
+    int value = -1;
+    EXPECT_TRUE(String().ParseNum(value));
+    EXPECT_EQ(value, 0);
+    value = -1;
+    EXPECT_TRUE(S(L"  +").ParseNum(value));
+    EXPECT_EQ(value, 0);
+    EXPECT_TRUE(S(L" \t-12").ParseNum(value));
+    EXPECT_EQ(value, -12);
+    EXPECT_TRUE(S(L"7fffFFFF").ParseNum(value, 16));
+    EXPECT_EQ(value, 0x7fffffff);
+    EXPECT_TRUE(S(L"z").ParseNum(value, 36));
+    EXPECT_EQ(value, 35);
+    // A unit whose low byte is '5' counts as the digit 5.
+    const unsigned short odd[] = {'1', 0x0135, 0};
+    EXPECT_TRUE(String(odd).ParseNum(value));
+    EXPECT_EQ(value, 15);
+
+    value = 99;
+    EXPECT_FALSE(S(L"0x1A").ParseNum(value, 16));  // x is digit 33
+    EXPECT_EQ(value, 0);
+    EXPECT_FALSE(S(L"19").ParseNum(value, 8));
+    EXPECT_FALSE(S(L"1").ParseNum(value, 1));
+    EXPECT_FALSE(S(L"1").ParseNum(value, 37));
+    EXPECT_FALSE(S(L"1.5").ParseNum(value));
+    const unsigned short embedded[] = {'1', 0, '2'};
+    EXPECT_FALSE(String(embedded, 3).ParseNum(value));
+}
+
+TEST(StringParse, TrailingBlanksOnlyAfterValuesBeyondSignedRange)
+{
+    int value = 0;
+    unsigned int unsignedValue = 0;
+    EXPECT_FALSE(S(L"12 ").ParseNum(value));
+    EXPECT_TRUE(S(L" 12").ParseNum(value));
+    EXPECT_EQ(value, 12);
+    EXPECT_TRUE(S(L"4000000000 ").ParseNum(unsignedValue));
+    EXPECT_EQ(unsignedValue, 4000000000u);
+    EXPECT_TRUE(S(L"4000000000\t").ParseNum(value));
+    EXPECT_EQ(value, static_cast<int>(4000000000u));  // wraps as int
+    EXPECT_FALSE(S(L"2147483647 ").ParseNum(value));
+    EXPECT_TRUE(S(L"2147483648 ").ParseNum(value));
+    EXPECT_FALSE(S(L"-2147483648 ").ParseNum(value));
+    EXPECT_TRUE(S(L"-2147483649 ").ParseNum(value));
+    EXPECT_TRUE(S(L"-2147483648").ParseNum(value));
+    EXPECT_EQ(value, std::numeric_limits<int>::min());
+    EXPECT_TRUE(S(L"4294967295").ParseNum(unsignedValue));
+    EXPECT_EQ(unsignedValue, 4294967295u);
+    // Overflow that makes the value smaller fails; the test catches only a visible wrap.
+    EXPECT_FALSE(S(L"4294967296").ParseNum(unsignedValue));
+    EXPECT_EQ(unsignedValue, 0u);
+    EXPECT_FALSE(S(L"99999999999").ParseNum(unsignedValue));
+}
+
+TEST(StringParse, Int64UsesTheSameRulesWith64BitLimits)
+{
+    __int64 value = 0;
+    unsigned __int64 unsignedValue = 0;
+    EXPECT_TRUE(S(L"-9223372036854775808").ParseNum(value));
+    EXPECT_EQ(value, std::numeric_limits<__int64>::min());
+    EXPECT_FALSE(S(L"9223372036854775807 ").ParseNum(value));
+    EXPECT_TRUE(S(L"9223372036854775808 ").ParseNum(unsignedValue));
+    EXPECT_EQ(unsignedValue, 9223372036854775808ULL);
+    EXPECT_TRUE(S(L"ffffffffffffffff").ParseNum(unsignedValue, 16));
+    EXPECT_EQ(unsignedValue, std::numeric_limits<unsigned __int64>::max());
+    EXPECT_FALSE(S(L"18446744073709551616").ParseNum(unsignedValue));
+    EXPECT_EQ(unsignedValue, 0u);
+    EXPECT_TRUE(S(L"4000000000").ParseNum(value));
+    EXPECT_EQ(value, 4000000000LL);
+}
+
+TEST(StringParse, DoubleReadsUpToFirstBlank)
+{
+    double value = -1;
+    EXPECT_TRUE(S(L"  1.5 abc").ParseNum(value));
+    EXPECT_EQ(value, 1.5);
+    EXPECT_TRUE(S(L"-2.5E2").ParseNum(value));
+    EXPECT_EQ(value, -250.0);
+    EXPECT_TRUE(S(L"INF").ParseNum(value));
+    EXPECT_EQ(value, std::numeric_limits<double>::infinity());
+    EXPECT_TRUE(S(L"+inf").ParseNum(value));
+    EXPECT_EQ(value, std::numeric_limits<double>::infinity());
+    EXPECT_TRUE(S(L"-Inf").ParseNum(value));
+    EXPECT_EQ(value, -std::numeric_limits<double>::infinity());
+    EXPECT_TRUE(S(L"NaN").ParseNum(value));
+    EXPECT_TRUE(std::isnan(value));
+
+    for (const wchar_t *bad : {L"1,5", L"", L"   ", L"1.5x", L"\u00bd", L"1\u00e9"}) {
+        value = 7;
+        EXPECT_FALSE(S(bad).ParseNum(value)) << "input: " << String(bad).Utf8();
+        EXPECT_EQ(value, 0);
+    }
+    const unsigned short embedded[] = {'1', 0, '5'};
+    EXPECT_FALSE(String(embedded, 3).ParseNum(value));
+
+    float single = 0;
+    EXPECT_TRUE(S(L"0.25").ParseNum(single));
+    EXPECT_EQ(single, 0.25f);
+}
+
+TEST(StringParse, GuidReadsBracedTextOrGivesZero)
+{
+    GUID guid = {};
+    EXPECT_TRUE(S(L"{0A1B2C3D-4E5F-6A7B-8C9D-AEBFC0D1E2F3}").ParseGUID(guid));
+    EXPECT_EQ(guid.Data1, 0x0a1b2c3dul);
+    EXPECT_EQ(guid.Data4[7], 0xf3);
+    // FromGUID's text, zero unit included, reads back.
+    GUID again = {};
+    EXPECT_TRUE(String::FromGUID(guid).ParseGUID(again));
+    EXPECT_TRUE(IsEqualGUID(guid, again));
+    EXPECT_FALSE(S(L"{0A1B2C3D-4E5F-6A7B-8C9D-AEBFC0D1E2FZ}").ParseGUID(guid));
+    EXPECT_TRUE(IsEqualGUID(guid, GUID()));
+}
+
+// --- comparison ---------------------------------------------------------------------------
+
+TEST(StringCompare, QuickTestThenLocaleOrder)
+{
+    EXPECT_EQ(S(L"abc").Compare(S(L"abcd")), -1);
+    EXPECT_EQ(S(L"abcdef").Compare(S(L"abc")), 3);  // length difference, not just the sign
+    EXPECT_EQ(S(L"abc").Compare(S(L"abc")), 0);
+    EXPECT_EQ(S(L"abc").Compare(S(L"abd")), -1);
+    EXPECT_EQ(S(L"abd").Compare(S(L"abc")), 1);
+    EXPECT_EQ(S(L"abc").Compare(S(L"abd"), 2), 0);
+    EXPECT_EQ(S(L"abcx").Compare(S(L"ab"), 3), 1);
+    // The locale, not the unit values, orders: 'a' before 'B'.
+    EXPECT_EQ(S(L"a").Compare(S(L"B")), -1);
+    EXPECT_LT(S(L"B").Compare(S(L"a")), 0 + 2);
+    EXPECT_EQ(S(L"B").Compare(S(L"a")), 1);
+
+    EXPECT_EQ(S(L"abc").CompareNoCase(S(L"ABC")), 0);
+    EXPECT_EQ(S(L"abc").CompareNoCase(S(L"ABD")), -1);
+    EXPECT_EQ(S(L"ABC").CompareNoCase(S(L"ab")), 1);  // locale answer after the quick test
+    EXPECT_EQ(S(L"abc").CompareNoCase(S(L"ab")), 1);  // quick test: 3 - 2
+
+    String::LocaleLess less;
+    EXPECT_TRUE(less(S(L"apple"), S(L"Banana")));
+    EXPECT_FALSE(less(S(L"Banana"), S(L"apple")));
+    EXPECT_FALSE(less(S(L"same"), S(L"same")));
+}
+
+// --- substrings and editing ---------------------------------------------------------------
+
+TEST(StringEdit, LeftRightMid)
+{
+    String s = S(L"abcdef");
+    EXPECT_EQ(s.Left(2), S(L"ab"));
+    EXPECT_EQ(s.Left(-1), s);
+    EXPECT_EQ(s.Left(6), s);
+    EXPECT_EQ(s.Left(0), String());
+    EXPECT_EQ(s.Right(2), S(L"ef"));
+    EXPECT_EQ(s.Right(99), s);
+    EXPECT_EQ(s.Right(0), String());
+    const unsigned short zeroEnd[] = {'a', 'b', 'x', 0};
+    EXPECT_EQ(String(zeroEnd, 4).Right(2), S(L"x"));
+    const unsigned short zeroInside[] = {'a', 0, 'b', 'c'};
+    EXPECT_EQ(String(zeroInside, 4).Right(3), String());
+    EXPECT_EQ(String(zeroInside, 4).Right(4).size(), 4u);  // whole string, zero kept
+    EXPECT_EQ(s.Mid(2), S(L"cdef"));
+    EXPECT_EQ(s.Mid(2, 2), S(L"cd"));
+    EXPECT_EQ(s.Mid(6), String());
+    EXPECT_THROW(s.Mid(7), std::out_of_range);
+    EXPECT_THROW(s.Mid(-1), std::out_of_range);
+}
+
+TEST(StringEdit, CaseMappingGoesThroughAnsiCodePage)
+{
+    EXPECT_EQ(S(L"Hello World").UpperCase(), S(L"HELLO WORLD"));
+    EXPECT_EQ(S(L"Hello World").LowerCase(), S(L"hello world"));
+    String original = S(L"MiXeD");
+    EXPECT_EQ(original.LowerCase(), S(L"mixed"));
+    EXPECT_EQ(original, S(L"MiXeD"));
+    EXPECT_EQ(String().UpperCase(), String());
+    std::string defaultChar = S(L"\u4e2d").SystemMultibyte();
+    // A character the code page cannot hold comes back as its default character.
+    EXPECT_EQ(S(L"a\u4e2d").UpperCase(), S(L"A") + String::FromSystemMultibyte(defaultChar));
+}
+
+TEST(StringEdit, InsertAndRemove)
+{
+    String s = S(L"ac");
+    EXPECT_EQ(&s.Insert(1, 'b', 2), &s);
+    EXPECT_EQ(s, S(L"abbc"));
+    s.Insert(4, '!');
+    EXPECT_EQ(s, S(L"abbc!"));
+    EXPECT_THROW(s.Insert(6, 'x'), std::out_of_range);
+    EXPECT_THROW(s.Insert(-1, 'x'), std::out_of_range);
+
+    String dashes = S(L"a-b-c");
+    EXPECT_EQ(dashes.Remove('-'), 2);
+    EXPECT_EQ(dashes, S(L"abc"));
+    EXPECT_EQ(dashes.Remove('-'), -1);
+    String runs = S(L"--x--");
+    EXPECT_EQ(runs.Remove('-'), 1);
+    EXPECT_EQ(runs, S(L"x"));
+}
+
+TEST(StringEdit, TrimBySpaceSetOrUnit)
+{
+    EXPECT_EQ(S(L" \t a b \r\n").Trim(), S(L"a b"));
+    EXPECT_EQ(S(L"  ab  ").Trim(true, false), S(L"ab  "));
+    EXPECT_EQ(S(L"  ab  ").Trim(false, true), S(L"  ab"));
+    EXPECT_EQ(S(L"   ").Trim(), String());
+    EXPECT_EQ(S(L"   ").Trim(false, true), String());
+    EXPECT_EQ(S(L"xyaxy").Trim(S(L"yx")), S(L"a"));
+    EXPECT_EQ(S(L"--a-b--").Trim('-'), S(L"a-b"));
+    EXPECT_EQ(S(L"--a--").Trim('-', false, false), S(L"--a--"));
+}
+
+TEST(StringEdit, ReplaceNeverSearchesInsertedText)
+{
+    String s = S(L"abc");
+    EXPECT_EQ(s.Replace(String(), S(L"x")), S(L"xxxabc"));
+    EXPECT_EQ(S(L"aaa").Replace(S(L"a"), S(L"aa")), S(L"aaaaaa"));
+    EXPECT_EQ(S(L"a.b.c.d").Replace(S(L"."), S(L"::"), 2), S(L"a::b::c.d"));
+    EXPECT_EQ(S(L"a.b.c").Replace(S(L"."), String(), -2), S(L"abc"));
+    EXPECT_EQ(S(L"abab").Replace(S(L"ab"), S(L"x"), 0), S(L"abab"));
+    EXPECT_EQ(S(L"abc").Replace(S(L"zz"), S(L"x")), S(L"abc"));
+    // count -1 is the string's own length: at most that many replacements.
+    EXPECT_EQ(S(L"ab").Replace(String(), S(L"-")), S(L"--ab"));
+    EXPECT_EQ(String().Replace(String(), S(L"x")), String());
+}
+
+// --- splitting, joining and lines ---------------------------------------------------------
+
+namespace {
+
+std::vector<String> parts(const std::list<String> &list) { return std::vector<String>(list.begin(), list.end()); }
+
+}  // namespace
+
+TEST(StringSplit, FollowsTheRequiredPartRules)
+{
+    typedef std::vector<String> V;
+    EXPECT_EQ(parts(S(L",a,,b,").Split(',')), (V{S(L"a"), S(L"b")}));
+    EXPECT_EQ(parts(S(L",a,,b,").Split(',', true)), (V{String(), S(L"a"), String(), S(L"b"), String()}));
+    EXPECT_EQ(parts(S(L"a,b,").Split(',', true)), (V{S(L"a"), S(L"b"), String()}));
+    EXPECT_EQ(parts(S(L"a,b,").Split(',')), (V{S(L"a"), S(L"b")}));
+    EXPECT_EQ(parts(S(L"a,b,c").Split(',', false, 2)), (V{S(L"a"), S(L"b,c")}));
+    EXPECT_EQ(parts(S(L"a,b,c").Split(',', false, 1)), (V{S(L"a,b,c")}));
+    EXPECT_EQ(parts(S(L"a;b c").Split(S(L"; "))), (V{S(L"a"), S(L"b"), S(L"c")}));
+    EXPECT_TRUE(String().Split(',', true).empty());
+    EXPECT_EQ(parts(S(L",").Split(',', true)), (V{String(), String()}));
+    EXPECT_TRUE(S(L",,").Split(',').empty());
+    EXPECT_EQ(parts(S(L"abc").Split(String())), (V{S(L"abc")}));
+}
+
+TEST(StringJoin, PutsSeparatorOnlyBetweenParts)
+{
+    std::list<String> list{S(L"a"), S(L"b"), S(L"c")};
+    EXPECT_EQ(String::Join(list, S(L", ")), S(L"a, b, c"));
+    std::vector<String> vector{S(L"x")};
+    EXPECT_EQ(String::Join(vector, S(L"-")), S(L"x"));
+    EXPECT_EQ(String::Join(std::vector<String>(), S(L"-")), String());
+    EXPECT_EQ(String::Join(std::list<String>{String(), String()}, S(L"|")), S(L"|"));
+}
+
+TEST(StringLines, SelectsLinesFromStartOrEnd)
+{
+    String text = S(L"a\nb\nc");
+    EXPECT_EQ(text.GetLines(1, 1), S(L"b"));
+    EXPECT_EQ(text.GetLines(-1, 2), S(L"b\nc"));
+    EXPECT_EQ(text.GetLines(-1, -1), text);  // a negative last line with first below 1: all
+    EXPECT_EQ(text.GetLines(-1, 0), S(L"c"));
+    EXPECT_EQ(text.GetLines(-1, 9), text);
+    EXPECT_EQ(text.GetLines(5, 6), String());
+    EXPECT_EQ(text.GetLines(0, -1), text);
+    EXPECT_EQ(text.GetLines(-3, 1), S(L"c"));
+    EXPECT_EQ(text.GetLines(0, 0), S(L"a"));
+    EXPECT_EQ(text.GetLines(0, 1), S(L"a\nb"));
+    EXPECT_EQ(text.GetLines(1, -1), S(L"b\nc"));
+    EXPECT_EQ(text.GetLines(2, 7), S(L"c"));
+    EXPECT_EQ(text.GetLines(3, 3), String());
+    EXPECT_EQ(text.GetLines(2, 1), String());
+    // Carriage returns stay.
+    EXPECT_EQ(S(L"one\r\ntwo\r\n").GetLines(0, 0), S(L"one\r"));
+    EXPECT_EQ(S(L"one\ntwo\n").GetLines(2, 2), String());
+    const unsigned short raw[] = {'x', 10, 'y', 10, 'z'};
+    EXPECT_EQ(String::GetLines(raw, 3, 1, 5), S(L"y"));
+    EXPECT_EQ(String::GetLines(nullptr, 4, 0, -1), String());
 }
