@@ -40,6 +40,7 @@ echo "\$ head -3 sample.b64"
 head -3 sample.b64
 qvtool decode --filters compress,crc,base64 sample.b64 sample.back
 qvtool md5 ../../tools/qvtool/sample/sample.txt sample.back
+qvtool now
 # The sample (UTF-8) through String's code-page conversions; the sizes go to the error stream.
 convertSample() {
     echo "\$ qvtool convert $* < sample.txt > /dev/null"

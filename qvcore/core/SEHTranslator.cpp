@@ -23,6 +23,10 @@
 // for a return address; a fault at the first instruction of a try block or of a cleanup region
 // would then be looked up in the region before it. So the machine frame holds the faulting
 // address + 1, which lies within the faulting instruction: the lookup finds its own region.
+// The system unwinder then also analyses the faulting function from one byte in: prolog
+// analysis is still right unless the fault was a one-byte prolog push (only a stack overflow,
+// which gets no handler on this stack anyway), and epilog detection reads the instruction's
+// own bytes, which in practice never look like an epilog.
 // Stack from the faulting RSP (S) down, all 16-byte aligned at A = (S - 128) & ~15:
 //     A-8   SS       A-16  S (faulting RSP)   A-24  EFLAGS   A-32  CS   A-40  faulting RIP + 1
 //     A-80  .. A-41: 32 bytes of shadow space for the call and 8 of padding; RSP = A-80 at the
@@ -181,13 +185,15 @@ LONG CALLBACK translateFault(EXCEPTION_POINTERS *info)
 }
 
 // Installed first, so that a fault on a translating thread is translated before other vectored
-// handlers see it; removed when the DLL unloads.
+// handlers see it; removed, with the TLS slot, when the DLL unloads.
 struct HandlerRegistration {
     PVOID handle = AddVectoredExceptionHandler(1, translateFault);
     ~HandlerRegistration()
     {
         if (handle)
             RemoveVectoredExceptionHandler(handle);
+        if (stateSlot != TLS_OUT_OF_INDEXES)
+            TlsFree(stateSlot);
     }
 } handlerRegistration;
 

@@ -122,8 +122,11 @@ void File::Create(const String &name, unsigned access, unsigned share, bool inhe
     inherit.bInheritHandle = TRUE;
     handle_ = CreateFileA(name.SystemMultibyte().c_str(), access, share, inheritable ? &inherit : nullptr,
                           disposition, flags, nullptr);
-    if (handle_ == INVALID_HANDLE_VALUE)
+    if (handle_ == INVALID_HANDLE_VALUE) {
+        // Closed objects have no path.
+        path_.clear();
         throwLastError();
+    }
     path_ = GetFullPath(name);
 }
 

@@ -183,6 +183,11 @@ protected:
     /// The system handle, for the file streams; INVALID_HANDLE_VALUE when closed.
     HANDLE GetHandle() const { return handle_; }
 
+    // The file streams read and write the handle of a File they are given (without owning it).
+    friend class FileStream;
+    friend class FileInputStream;
+    friend class FileOutputStream;
+
 private:
     void lockOrUnlock(long long offset, long long length, bool lock);
 

@@ -36,7 +36,15 @@ TEST_F(FileSystemTest, ExistenceAndDirectoryTests)
     EXPECT_TRUE(File::IsDirectory(path(L"sub")));
     EXPECT_FALSE(File::IsDirectory(path(L"file.txt")));
     EXPECT_FALSE(File::IsDirectory(path(L"none")));
-    EXPECT_FALSE(File::FileExists(path(String::FromChar('y', 400))));
+
+    // Names beyond what the system allows are simply not there.
+    String tooLong = path(String::FromChar('y', 400));
+    EXPECT_FALSE(File::FileExists(tooLong));
+    EXPECT_FALSE(File::IsDirectory(tooLong));
+    EXPECT_FALSE(File::CreatePath(tooLong));
+    EXPECT_EQ(0ull, File::GetSizeRecursive(tooLong));
+    EXPECT_EQ(String(), File::GetCanonicalPath(tooLong));
+    EXPECT_EQ(String(), File::GetNextFilePath(tooLong, String(L"x"), String(), nullptr, nullptr));
 }
 
 TEST_F(FileSystemTest, SizesOfFilesAndOfTrees)

@@ -5,6 +5,9 @@ export WINEPREFIX="$WINE_STATE_DIR/prefix"
 export WINEDEBUG="${WINEDEBUG:--all}"
 # No Mono or Gecko download dialogs while the prefix boots; the network is closed anyway.
 export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml=}"
+# No sound card here: a null ALSA device keeps Wine's audio (which the DirectX diagnostics
+# enumerate) working without a screenful of ALSA errors.
+export ALSA_CONFIG_PATH="${ALSA_CONFIG_PATH:-$(cd "$(dirname "$0")" && pwd)/alsa-null.conf}"
 export WINEARCH=win64
 WINE_BIN=/usr/lib/wine/wine64
 WINESERVER_BIN=/usr/lib/wine/wineserver
