@@ -37,7 +37,7 @@ inline std::uint32_t rotate(std::uint32_t x, int n)
     (a) += (b) & (d);                     \
     (a) = rotate((a), (s)) + (b)
 #define MD5_F(x, y, z) ((z) ^ ((x) & ((y) ^ (z))))
-#define MD5_H(x, y, z) ((x) ^ (y) ^ (z))
+#define MD5_H(x, y, z) ((x) ^ ((y) ^ (z)))  // y ^ z does not wait for the step before
 #define MD5_I(x, y, z) ((y) ^ ((x) | ~(z)))
 
 void MD5SumStream::Context::Transform(const unsigned char *block)
