@@ -57,9 +57,10 @@ public:
     // pieces without changing what a caller of Read observes.
 
     /// Delivers between 1 and count bytes (count > 0) and returns how many, reading no more
-    /// from the source than Read would need for them. At the end of the data it throws as Read
-    /// does. The default delivers one byte through Read; streams that can say how much is at
-    /// hand deliver more.
+    /// from the source than a Read of count bytes would (buffering streams read ahead by
+    /// design). At the end of the data it throws as Read does; it returns 0 only where Read
+    /// silently delivers nothing (a file stream over a closed File). The default delivers one
+    /// byte through Read; streams that can say how much is at hand deliver more.
     virtual int ReadSome(char *buffer, int count);
     /// The bytes the stream holds in memory and would deliver next, without reading anything
     /// from a source: sets data and returns their count (0, the default: nothing at hand). The
