@@ -21,7 +21,7 @@
 namespace {
 
 const int piece = 64 * 1024;
-const int rounds = 5;
+const int rounds = 7;
 volatile unsigned long checksum;  // keeps the reference loops from being optimised away
 
 double seconds()
@@ -32,16 +32,21 @@ double seconds()
     return static_cast<double>(now.QuadPart) / static_cast<double>(frequency.QuadPart);
 }
 
-// The best MB/s of several rounds of run, which moves bytes bytes.
-double rate(std::size_t bytes, const std::function<void()> &run)
+// The best MB/s of each of runs, which each move bytes bytes; the rounds alternate between
+// them, so that a busy moment of the machine does not fall on one side only.
+std::vector<double> rates(std::size_t bytes, const std::vector<std::function<void()>> &runs)
 {
-    double best = 1e30;
+    std::vector<double> best(runs.size(), 1e30);
     for (int i = 0; i < rounds; ++i) {
-        double start = seconds();
-        run();
-        best = std::min(best, seconds() - start);
+        for (std::size_t r = 0; r < runs.size(); ++r) {
+            double start = seconds();
+            runs[r]();
+            best[r] = std::min(best[r], seconds() - start);
+        }
     }
-    return static_cast<double>(bytes) / best / 1e6;
+    for (double &b : best)
+        b = static_cast<double>(bytes) / b / 1e6;
+    return best;
 }
 
 // Discards everything: the cost measured is the filter's own.
@@ -148,14 +153,13 @@ int main()
     std::printf("%-44s %9s  %-34s %9s  %6s\n", "stage (64 KiB requests)", "MB/s", "reference, same run", "MB/s",
                 "ratio");
 
-    // Memory streams against memcpy of the same pieces.
-    double memcpyRate = rate(size, [&] {
+    // Memory streams against memcpy of the same pieces. The stream's chunks are fresh heap
+    // memory each round: the same copy into fresh 64 KiB heap blocks is the like-for-like figure.
+    auto warmCopy = [&] {
         for (std::size_t at = 0; at < size; at += piece)
             std::memcpy(destination.data() + at, data.data() + at, piece);
-    });
-    // The stream's chunks are fresh heap memory each round: the same copy into fresh memory
-    // (64 KiB blocks from the heap, as the chunks are) is the fair raw figure.
-    double freshRate = rate(size, [&] {
+    };
+    auto freshCopy = [&] {
         std::vector<char *> blocks;
         for (std::size_t at = 0; at < size; at += piece) {
             blocks.push_back(static_cast<char *>(std::malloc(piece)));
@@ -163,37 +167,37 @@ int main()
         }
         for (char *block : blocks)
             std::free(block);
-    });
-    double memoryOut = rate(size, [&] {
+    };
+    auto memoryOut = [&] {
         MemoryOutputStream stream;
         for (std::size_t at = 0; at < size; at += piece)
             stream.Write(data.data() + at, piece);
-    });
-    row("MemoryOutputStream::Write", memoryOut, "memcpy into a warm buffer", memcpyRate, 0.7);
-    row("MemoryOutputStream::Write", memoryOut, "memcpy into fresh 64 KiB mallocs", freshRate, 0.7);
-    double memoryIn = rate(size, [&] {
+    };
+    auto memoryIn = [&] {
         MemoryInputStream stream(data);
         for (std::size_t at = 0; at < size; at += piece)
             stream.Read(out.data() + at, piece);
-    });
-    row("MemoryInputStream::Read", memoryIn, "memcpy", memcpyRate, 0.7);
+    };
+    std::vector<double> memory = rates(size, {memoryOut, warmCopy, freshCopy, memoryIn});
+    row("MemoryOutputStream::Write", memory[0], "memcpy into a warm buffer", memory[1], 0.7);
+    row("MemoryOutputStream::Write", memory[0], "memcpy into fresh 64 KiB mallocs", memory[2], 0.7);
+    row("MemoryInputStream::Read", memory[3], "memcpy into a warm buffer", memory[1], 0.7);
 
     // CRC blocks against crc32 plus a copy.
-    double crcCopy = rate(size, [&] {
+    auto crcCopy = [&] {
         unsigned long crc = 0;
         for (std::size_t at = 0; at < size; at += piece) {
             std::memcpy(destination.data() + at, data.data() + at, piece);
             crc ^= crc32(0, reinterpret_cast<const Bytef *>(destination.data() + at), piece);
         }
         checksum = checksum ^ crc;
-    });
-    double crcOut = rate(size, [&] {
+    };
+    auto crcOut = [&] {
         NullStream sink;
         CRCOutputStream crc(sink);
         for (std::size_t at = 0; at < size; at += piece)
             crc.Write(data.data() + at, piece);
-    });
-    row("CRCOutputStream -> null sink", crcOut, "crc32 + memcpy", crcCopy, 0.9);
+    };
     std::string blocks;
     {
         MemoryOutputStream sink;
@@ -203,76 +207,62 @@ int main()
         }
         blocks = sink.GetContent();
     }
-    double crcIn = rate(size, [&] {
+    auto crcIn = [&] {
         MemoryInputStream source(blocks);
         CRCInputStream crc(source);
         for (std::size_t at = 0; at < size; at += piece)
             crc.Read(out.data() + at, piece);
-    });
-    row("CRCInputStream <- memory", crcIn, "crc32 + memcpy", crcCopy, 0.9);
+    };
+    std::vector<double> crc = rates(size, {crcOut, crcIn, crcCopy});
+    row("CRCOutputStream -> null sink", crc[0], "crc32 + memcpy", crc[2], 0.9);
+    row("CRCInputStream <- memory", crc[1], "crc32 + memcpy", crc[2], 0.9);
 
     // Compression against deflate and inflate called directly at the same level.
     for (int level : {1, 6}) {
-        double raw = rate(text.size(), [&] { deflateRaw(text, level); });
-        double stream = rate(text.size(), [&] {
-            NullStream sink;
-            CompressingStream compressor(sink, level);
-            for (std::size_t at = 0; at < text.size(); at += piece)
-                compressor.Write(text.data() + at, piece);
-        });
+        std::vector<double> r = rates(text.size(), {[&] {
+                                                        NullStream sink;
+                                                        CompressingStream compressor(sink, level);
+                                                        for (std::size_t at = 0; at < text.size(); at += piece)
+                                                            compressor.Write(text.data() + at, piece);
+                                                    },
+                                                    [&] { deflateRaw(text, level); }});
         std::string name = "CompressingStream, level " + std::to_string(level) + ", text";
         std::string reference = "deflate, level " + std::to_string(level);
-        row(name.c_str(), stream, reference.c_str(), raw, 0.95);
+        row(name.c_str(), r[0], reference.c_str(), r[1], 0.95);
     }
     for (int level : {1, 6}) {
         std::string packed = deflateRaw(text, level);
         std::string plain(text.size(), '\0');
-        double raw = rate(text.size(), [&] { inflateRaw(packed, plain); });
-        double stream = rate(text.size(), [&] {
-            MemoryInputStream source(packed);
-            DecompressingStream decompressor(source);
-            for (std::size_t at = 0; at < text.size(); at += piece)
-                decompressor.Read(&plain[at], piece);
-        });
+        std::vector<double> r = rates(text.size(), {[&] {
+                                                        MemoryInputStream source(packed);
+                                                        DecompressingStream decompressor(source);
+                                                        for (std::size_t at = 0; at < text.size(); at += piece)
+                                                            decompressor.Read(&plain[at], piece);
+                                                    },
+                                                    [&] { inflateRaw(packed, plain); },
+                                                    [&] {
+                                                        PlainSource source(packed);
+                                                        DecompressingStream decompressor(source);
+                                                        for (std::size_t at = 0; at < text.size(); at += piece)
+                                                            decompressor.Read(&plain[at], piece);
+                                                    }});
         std::string name = "DecompressingStream <- memory, level " + std::to_string(level);
-        row(name.c_str(), stream, "inflate, whole buffer", raw, 0.8);
-        if (level == 6) {
-            double bytewise = rate(text.size(), [&] {
-                PlainSource source(packed);
-                DecompressingStream decompressor(source);
-                for (std::size_t at = 0; at < text.size(); at += piece)
-                    decompressor.Read(&plain[at], piece);
-            });
-            row("  (same over a one-byte-read source)", bytewise, "inflate, whole buffer", raw, 0);
-        }
+        row(name.c_str(), r[0], "inflate, whole buffer", r[1], 0.8);
+        row("  (same over a one-byte-read source)", r[2], "inflate, whole buffer", r[1], 0);
     }
 
     // MD5 against the update loop over the whole buffer.
-    double md5Raw = rate(size, [&] { MD5Sum sum(data.data(), static_cast<int>(size)); });
-    double md5Stream = rate(size, [&] {
-        MD5SumStream md5;
-        for (std::size_t at = 0; at < size; at += piece)
-            md5.Write(data.data() + at, piece);
-        md5.GetMD5Sum();
-    });
-    row("MD5SumStream::Write", md5Stream, "MD5 update loop, whole buffer", md5Raw, 0);
+    std::vector<double> md5 = rates(size, {[&] {
+                                               MD5SumStream stream;
+                                               for (std::size_t at = 0; at < size; at += piece)
+                                                   stream.Write(data.data() + at, piece);
+                                               stream.GetMD5Sum();
+                                           },
+                                           [&] { MD5Sum sum(data.data(), static_cast<int>(size)); }});
+    row("MD5SumStream::Write", md5[0], "MD5 update loop, whole buffer", md5[1], 0);
 
     // Base64 against the memory functions.
     std::string encoded(Base64EncodingStream::Base64MemoryEncodedSize(static_cast<int>(size)), '\0');
-    double encodeRaw = rate(size, [&] {
-        Base64EncodingStream::Base64MemoryEncode(data.data(), static_cast<int>(size), &encoded[0]);
-    });
-    double encodeStream = rate(size, [&] {
-        NullStream sink;
-        BufferedOutputStream buffered(sink);
-        Base64EncodingStream encoder(buffered, 76);
-        for (std::size_t at = 0; at < size; at += piece)
-            encoder.Write(data.data() + at, piece);
-    });
-    row("Base64EncodingStream(76) -> buffered", encodeStream, "Base64MemoryEncode", encodeRaw, 0);
-    double decodeRaw = rate(size, [&] {
-        Base64EncodingStream::Base64MemoryDecode(encoded.data(), static_cast<int>(encoded.size()), out.data());
-    });
     std::string lines;
     {
         MemoryOutputStream sink;
@@ -282,12 +272,26 @@ int main()
         }
         lines = sink.GetContent();
     }
-    double decodeStream = rate(size, [&] {
-        MemoryInputStream source(lines);
-        Base64DecodingStream decoder(source);
-        for (std::size_t at = 0; at < size; at += 3 * piece)
-            decoder.Read(out.data() + at, static_cast<int>(std::min<std::size_t>(3 * piece, size - at)));
-    });
-    row("Base64DecodingStream <- memory (76-col text)", decodeStream, "Base64MemoryDecode (no breaks)", decodeRaw, 0);
+    std::vector<double> base64 = rates(
+        size, {[&] {
+                   NullStream sink;
+                   BufferedOutputStream buffered(sink);
+                   Base64EncodingStream encoder(buffered, 76);
+                   for (std::size_t at = 0; at < size; at += piece)
+                       encoder.Write(data.data() + at, piece);
+               },
+               [&] { Base64EncodingStream::Base64MemoryEncode(data.data(), static_cast<int>(size), &encoded[0]); },
+               [&] {
+                   MemoryInputStream source(lines);
+                   Base64DecodingStream decoder(source);
+                   for (std::size_t at = 0; at < size; at += 3 * piece)
+                       decoder.Read(out.data() + at, static_cast<int>(std::min<std::size_t>(3 * piece, size - at)));
+               },
+               [&] {
+                   Base64EncodingStream::Base64MemoryDecode(encoded.data(), static_cast<int>(encoded.size()),
+                                                            out.data());
+               }});
+    row("Base64EncodingStream(76) -> buffered", base64[0], "Base64MemoryEncode", base64[1], 0);
+    row("Base64DecodingStream <- memory (76-col text)", base64[2], "Base64MemoryDecode (no breaks)", base64[3], 0);
     return 0;
 }
