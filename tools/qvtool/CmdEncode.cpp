@@ -120,8 +120,12 @@ public:
     {
         int done = 0;
         try {
-            while (done < count)
-                done += ReadSome(buffer + done, count - done);
+            while (done < count) {
+                int got = ReadSome(buffer + done, count - done);
+                if (got == 0)
+                    return;  // a source that delivers nothing, as Read would
+                done += got;
+            }
         } catch (const Exception &e) {
             if (e.code == 5 && done > 0)
                 cut_ = true;
