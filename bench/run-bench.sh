@@ -39,4 +39,4 @@ echo "whole processes on a ${size} MB file (wall time, best of 3; ratio = refere
 compare "qvtool_md5" "$qv md5 data.bin" "md5sum" "md5sum data.bin"
 compare "qvtool_encode_--filters_base64" "$qv encode --filters base64 data.bin out.b64" "base64" "base64 data.bin >out2.b64"
 compare "qvtool_decode_--filters_base64" "$qv decode --filters base64 data.b64 out.bin" "base64_-d" "base64 -d data.b64 >out2.bin"
-compare "qvtool_--version_(Wine_start-up)" "$qv --version" "true" "true"
+echo "Wine start-up (qvtool --version): $(best "$qv --version") s"
