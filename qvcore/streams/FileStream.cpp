@@ -25,12 +25,6 @@ void moveToEnd(HANDLE handle)
         throwLastError();
 }
 
-// File hands its handle to derived classes only; a pointer to the member taken through a
-// derived class reaches it for the file streams.
-struct FileHandle : File {
-    static HANDLE Of(const File &file) { return (file.*(&FileHandle::GetHandle))(); }
-};
-
 const int fileDataSize = 592;
 static_assert(sizeof(FileData) == fileDataSize, "FileData must keep the system's record layout");
 
@@ -54,7 +48,7 @@ FileOutputStream::FileOutputStream(const String &path, bool append)
         moveToEnd(handle);
 }
 
-FileOutputStream::FileOutputStream(File &file, bool append) : OutputStream(nullptr), FileStream(FileHandle::Of(file), false)
+FileOutputStream::FileOutputStream(File &file, bool append) : OutputStream(nullptr), FileStream(file.GetHandle(), false)
 {
     if (append && handle != INVALID_HANDLE_VALUE)
         moveToEnd(handle);
@@ -84,7 +78,7 @@ FileInputStream::FileInputStream(const String &path)
 {
 }
 
-FileInputStream::FileInputStream(File &file) : InputStream(nullptr), FileStream(FileHandle::Of(file), false) {}
+FileInputStream::FileInputStream(File &file) : InputStream(nullptr), FileStream(file.GetHandle(), false) {}
 
 FileInputStream::~FileInputStream() noexcept(false) {}
 
