@@ -20,4 +20,13 @@
 #include "qvcore/runtime/SysInfo.h"
 #include "qvcore/runtime/Thread.h"
 
+#include "qvcore/streams/Base64Stream.h"
+#include "qvcore/streams/BufferedStream.h"
+#include "qvcore/streams/CRCStream.h"
+#include "qvcore/streams/CompressingStream.h"
+#include "qvcore/streams/CryptingStream.h"
+#include "qvcore/streams/FileStream.h"
+#include "qvcore/streams/MD5Sum.h"
+#include "qvcore/streams/StreamBase.h"
+
 #endif

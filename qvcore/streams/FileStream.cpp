@@ -1,0 +1,120 @@
+#include "qvcore/streams/FileStream.h"
+
+namespace {
+
+[[noreturn]] void throwLastError()
+{
+    throw StreamBase::Exception{1, String::FromError(GetLastError())};
+}
+
+HANDLE openFile(const String &path, DWORD access, DWORD share, DWORD disposition)
+{
+    HANDLE handle = CreateFileA(path.Multibyte(0).c_str(), access, share, nullptr, disposition,
+                                FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+    if (handle == INVALID_HANDLE_VALUE)
+        throwLastError();
+    return handle;
+}
+
+void moveToEnd(HANDLE handle)
+{
+    // Opening an existing file leaves ERROR_ALREADY_EXISTS behind: only an error set by the
+    // move itself counts.
+    SetLastError(0);
+    if (SetFilePointer(handle, 0, nullptr, FILE_END) == INVALID_SET_FILE_POINTER && GetLastError() != 0)
+        throwLastError();
+}
+
+const int fileDataSize = 592;
+static_assert(sizeof(FileData) == fileDataSize, "FileData must keep the system's record layout");
+
+}  // namespace
+
+FileStream::FileStream(HANDLE handle, bool ownsHandle) : ownsHandle(ownsHandle), handle(handle) {}
+
+FileStream::~FileStream()
+{
+    if (ownsHandle && handle != INVALID_HANDLE_VALUE)
+        CloseHandle(handle);
+}
+
+// --- output --------------------------------------------------------------------------------
+
+FileOutputStream::FileOutputStream(const String &path, bool append)
+    : OutputStream(nullptr),
+      FileStream(openFile(path, GENERIC_WRITE, 0, append ? OPEN_ALWAYS : CREATE_ALWAYS), true)
+{
+    if (append)
+        moveToEnd(handle);
+}
+
+FileOutputStream::FileOutputStream(File &file, bool append) : OutputStream(nullptr), FileStream(file.GetHandle(), false)
+{
+    if (append && handle != INVALID_HANDLE_VALUE)
+        moveToEnd(handle);
+}
+
+FileOutputStream::~FileOutputStream() noexcept(false) {}
+
+void FileOutputStream::Write(const char *data, int count)
+{
+    if (count < 1 || handle == INVALID_HANDLE_VALUE)
+        return;
+    DWORD written = 0;
+    if (!WriteFile(handle, data, static_cast<DWORD>(count), &written, nullptr))
+        throwLastError();
+}
+
+void FileOutputStream::FlushSelf()
+{
+    if (handle != INVALID_HANDLE_VALUE && !FlushFileBuffers(handle))
+        throwLastError();
+}
+
+// --- input ---------------------------------------------------------------------------------
+
+FileInputStream::FileInputStream(const String &path)
+    : InputStream(nullptr), FileStream(openFile(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), true)
+{
+}
+
+FileInputStream::FileInputStream(File &file) : InputStream(nullptr), FileStream(file.GetHandle(), false) {}
+
+FileInputStream::~FileInputStream() noexcept(false) {}
+
+void FileInputStream::Read(char *buffer, int count)
+{
+    if (count < 1 || handle == INVALID_HANDLE_VALUE)
+        return;
+    DWORD read = 0;
+    if (!ReadFile(handle, buffer, static_cast<DWORD>(count), &read, nullptr))
+        throwLastError();
+    if (read < static_cast<DWORD>(count))
+        throw Exception{5, L"Read beyond end of file"};
+}
+
+int FileInputStream::ReadSome(char *buffer, int count)
+{
+    if (count < 1 || handle == INVALID_HANDLE_VALUE)
+        return 0;
+    DWORD read = 0;
+    if (!ReadFile(handle, buffer, static_cast<DWORD>(count), &read, nullptr))
+        throwLastError();
+    if (read == 0)
+        throw Exception{5, L"Read beyond end of file"};
+    return static_cast<int>(read);
+}
+
+// --- directory entries ---------------------------------------------------------------------
+
+OutputStream &operator<<(OutputStream &stream, const FileData &entry)
+{
+    stream.Write(reinterpret_cast<const char *>(&entry), fileDataSize);
+    return stream;
+}
+
+InputStream &operator>>(InputStream &stream, const FileData &entry)
+{
+    stream.Read(reinterpret_cast<char *>(const_cast<FileData *>(&entry)), fileDataSize);
+    return stream;
+}

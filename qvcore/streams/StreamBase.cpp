@@ -1,0 +1,312 @@
+#include "qvcore/streams/StreamBase.h"
+
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+namespace {
+
+int checkedLength(std::size_t length, std::size_t unitSize)
+{
+    if (length > static_cast<std::size_t>(INT_MAX) / unitSize)
+        throw std::length_error("string too long for a stream");
+    return static_cast<int>(length * unitSize);
+}
+
+void throwInvalidLength()
+{
+    throw StreamBase::Exception{3, L"Invalid string length"};
+}
+
+// Reads length bytes and hands them to assign: up to 1024 bytes through a fixed scratch
+// buffer, longer runs through a heap buffer of exactly their size.
+template <class Assign>
+void readCounted(InputStream &stream, int length, Assign assign)
+{
+    if (length <= 1024) {
+        char scratch[1024];
+        stream.Read(scratch, length);
+        assign(scratch);
+    } else {
+        std::unique_ptr<char[]> heap(new char[length]);
+        stream.Read(heap.get(), length);
+        assign(heap.get());
+    }
+}
+
+}  // namespace
+
+StreamBase::~StreamBase() noexcept(false) {}
+
+// --- InputStream ---------------------------------------------------------------------------
+
+InputStream::InputStream(InputStream *source) : source(source) {}
+
+InputStream::~InputStream() noexcept(false) {}
+
+int InputStream::ReadSome(char *buffer, int count)
+{
+    if (count < 1)
+        return 0;
+    Read(buffer, 1);
+    return 1;
+}
+
+int InputStream::Peek(const char *&data)
+{
+    data = nullptr;
+    return 0;
+}
+
+void InputStream::Skip(int count)
+{
+    char scratch[4096];
+    while (count > 0) {
+        int k = count < static_cast<int>(sizeof scratch) ? count : static_cast<int>(sizeof scratch);
+        Read(scratch, k);
+        count -= k;
+    }
+}
+
+#define QVCORE_RAW_EXTRACTION(Type)                                 \
+    InputStream &InputStream::operator>>(Type &value)               \
+    {                                                               \
+        Read(reinterpret_cast<char *>(&value), sizeof(Type));       \
+        return *this;                                               \
+    }
+QVCORE_RAW_EXTRACTION(char)
+QVCORE_RAW_EXTRACTION(signed char)
+QVCORE_RAW_EXTRACTION(unsigned char)
+QVCORE_RAW_EXTRACTION(short)
+QVCORE_RAW_EXTRACTION(unsigned short)
+QVCORE_RAW_EXTRACTION(int)
+QVCORE_RAW_EXTRACTION(unsigned int)
+QVCORE_RAW_EXTRACTION(long)
+QVCORE_RAW_EXTRACTION(unsigned long)
+QVCORE_RAW_EXTRACTION(__int64)
+QVCORE_RAW_EXTRACTION(unsigned __int64)
+QVCORE_RAW_EXTRACTION(float)
+QVCORE_RAW_EXTRACTION(double)
+QVCORE_RAW_EXTRACTION(_GUID)
+#undef QVCORE_RAW_EXTRACTION
+
+InputStream &InputStream::operator>>(bool &value)
+{
+    // A byte other than 0 or 1 must not become an invalid bool.
+    unsigned char byte;
+    Read(reinterpret_cast<char *>(&byte), 1);
+    value = byte != 0;
+    return *this;
+}
+
+InputStream &InputStream::operator>>(std::string &value)
+{
+    int length;
+    *this >> length;
+    if (length == 0) {
+        value.clear();
+        return *this;
+    }
+    if (length < 0)
+        throwInvalidLength();
+    readCounted(*this, length, [&](const char *bytes) { value.assign(bytes, length); });
+    return *this;
+}
+
+InputStream &InputStream::operator>>(std::basic_string<unsigned short> &value)
+{
+    int length;
+    *this >> length;
+    if (length == 0) {
+        value.clear();
+        return *this;
+    }
+    if (length < 0 || length % 2 != 0)
+        throwInvalidLength();
+    readCounted(*this, length, [&](const char *bytes) {
+        value.resize(length / 2);
+        std::memcpy(&value[0], bytes, length);
+    });
+    return *this;
+}
+
+// --- OutputStream --------------------------------------------------------------------------
+
+OutputStream::OutputStream(OutputStream *target) : feeder(nullptr), target(target)
+{
+    if (target)
+        target->feeder = this;
+}
+
+OutputStream::~OutputStream() noexcept(false)
+{
+    if (feeder)
+        feeder->target = nullptr;
+    if (target)
+        target->feeder = nullptr;
+}
+
+void OutputStream::Flush()
+{
+    if (feeder)
+        feeder->Flush();
+    FlushSelf();
+}
+
+void OutputStream::FlushSelf() {}
+
+int OutputStream::Reserve(char *&space)
+{
+    space = nullptr;
+    return 0;
+}
+
+void OutputStream::Commit(int count)
+{
+    if (count != 0)
+        throw std::logic_error("OutputStream::Commit without reserved room");
+}
+
+OutputStream &OutputStream::Target() const
+{
+    if (!target)
+        throw std::logic_error("output stream written after its target was destroyed");
+    return *target;
+}
+
+#define QVCORE_RAW_INSERTION(Type)                                      \
+    OutputStream &OutputStream::operator<<(Type value)                  \
+    {                                                                   \
+        Write(reinterpret_cast<const char *>(&value), sizeof value);    \
+        return *this;                                                   \
+    }
+QVCORE_RAW_INSERTION(bool)
+QVCORE_RAW_INSERTION(char)
+QVCORE_RAW_INSERTION(signed char)
+QVCORE_RAW_INSERTION(unsigned char)
+QVCORE_RAW_INSERTION(short)
+QVCORE_RAW_INSERTION(unsigned short)
+QVCORE_RAW_INSERTION(int)
+QVCORE_RAW_INSERTION(unsigned int)
+QVCORE_RAW_INSERTION(long)
+QVCORE_RAW_INSERTION(unsigned long)
+QVCORE_RAW_INSERTION(float)
+QVCORE_RAW_INSERTION(const __int64 &)
+QVCORE_RAW_INSERTION(const unsigned __int64 &)
+QVCORE_RAW_INSERTION(double)
+QVCORE_RAW_INSERTION(const _GUID &)
+#undef QVCORE_RAW_INSERTION
+
+OutputStream &OutputStream::operator<<(const char *value)
+{
+    int length = checkedLength(std::strlen(value), 1);
+    *this << length;
+    Write(value, length);
+    return *this;
+}
+
+OutputStream &OutputStream::operator<<(const std::string &value)
+{
+    int length = checkedLength(value.size(), 1);
+    *this << length;
+    Write(value.data(), length);
+    return *this;
+}
+
+OutputStream &OutputStream::operator<<(const std::basic_string<unsigned short> &value)
+{
+    int length = checkedLength(value.size(), 2);
+    *this << length;
+    Write(reinterpret_cast<const char *>(value.data()), length);
+    return *this;
+}
+
+// --- memory streams ------------------------------------------------------------------------
+
+MemoryOutputStream::MemoryOutputStream() : OutputStream(nullptr) {}
+
+MemoryOutputStream::~MemoryOutputStream() noexcept(false) {}
+
+void MemoryOutputStream::Write(const char *data, int count)
+{
+    if (count > 0)
+        content.append(data, count);
+}
+
+std::string MemoryOutputStream::GetContent()
+{
+    Flush();
+    return content.toString();
+}
+
+MemoryInputStream::MemoryInputStream(const char *data, int size)
+    : InputStream(nullptr), position(data), remaining(size)
+{
+}
+
+MemoryInputStream::MemoryInputStream(const std::string &data)
+    : InputStream(nullptr), position(data.data()), remaining(checkedLength(data.size(), 1))
+{
+}
+
+MemoryInputStream::~MemoryInputStream() noexcept(false) {}
+
+void MemoryInputStream::Read(char *buffer, int count)
+{
+    if (count > remaining)
+        throw Exception{5, L"Memory block too short"};
+    if (count < 1)
+        return;
+    std::memcpy(buffer, position, count);
+    position += count;
+    remaining -= count;
+}
+
+int MemoryInputStream::ReadSome(char *buffer, int count)
+{
+    if (count < 1)
+        return 0;
+    if (remaining < 1)
+        throw Exception{5, L"Memory block too short"};
+    if (count > remaining)
+        count = remaining;
+    Read(buffer, count);
+    return count;
+}
+
+int MemoryInputStream::Peek(const char *&data)
+{
+    data = position;
+    return remaining > 0 ? remaining : 0;
+}
+
+void MemoryInputStream::Skip(int count)
+{
+    if (count > remaining)
+        throw Exception{5, L"Memory block too short"};
+    if (count < 1)
+        return;
+    position += count;
+    remaining -= count;
+}
+
+// --- memory blocks -------------------------------------------------------------------------
+
+OutputStream &operator<<(OutputStream &stream, const MemoryBlock &block)
+{
+    stream << block.size();
+    stream.Write(block, block.size());
+    return stream;
+}
+
+InputStream &operator>>(InputStream &stream, MemoryBlock &block)
+{
+    int size;
+    stream >> size;
+    if (size < 0)
+        throw StreamBase::Exception{3, L"Invalid block size"};
+    block.resize(size, false);
+    stream.Read(block, size);
+    return stream;
+}

@@ -1,0 +1,180 @@
+#include "StreamTestSupport.h"
+
+#include "qvcore/streams/Base64Stream.h"
+#include "qvcore/streams/BufferedStream.h"
+#include "qvcore/streams/CRCStream.h"
+#include "qvcore/streams/CompressingStream.h"
+#include "qvcore/streams/FileStream.h"
+
+#include <cstring>
+
+namespace {
+
+// A fresh file name in the temporary folder, deleted at the end of the test.
+class TempFile {
+public:
+    TempFile() : path(File::GetTempFilePath(File::GetTempDirectory())) { File::DeleteFileA(path); }
+    ~TempFile() { File::DeleteFileA(path); }
+    std::string Content() const
+    {
+        FileInputStream in(path);
+        std::string all;
+        char buffer[4096];
+        try {
+            for (;;)
+                all.append(buffer, in.ReadSome(buffer, sizeof buffer));
+        } catch (const StreamBase::Exception &) {
+        }
+        return all;
+    }
+    void Put(const std::string &content) const
+    {
+        FileOutputStream out(path, false);
+        out.Write(content.data(), static_cast<int>(content.size()));
+    }
+    String path;
+};
+
+}  // namespace
+
+TEST(FileOutputStream, AppendKeepsTruncateReplacesAndBothCreate)
+{
+    TempFile a, b;
+    {
+        FileOutputStream created(a.path, true);
+        created.Write("one", 3);
+    }
+    EXPECT_EQ("one", a.Content());
+    {
+        FileOutputStream appended(a.path, true);
+        appended.Write("two", 3);
+        appended.Write("ignored", 0);
+        appended.Flush();
+    }
+    EXPECT_EQ("onetwo", a.Content());
+    {
+        FileOutputStream truncated(a.path, false);
+        truncated.Write("3", 1);
+    }
+    EXPECT_EQ("3", a.Content());
+    {
+        FileOutputStream created(b.path, false);
+    }
+    EXPECT_TRUE(File::FileExists(b.path));
+    EXPECT_EQ("", b.Content());
+}
+
+TEST(FileStreams, SystemFailuresThrowCode1WithTheSystemsText)
+{
+    TempFile missing;
+    EXPECT_STREAM_EXCEPTION(FileInputStream in(missing.path), 1, String::FromError(ERROR_FILE_NOT_FOUND).Latin1());
+    missing.Put("x");
+    FileOutputStream exclusive(missing.path, true);
+    EXPECT_STREAM_EXCEPTION(FileOutputStream second(missing.path, false), 1,
+                            String::FromError(ERROR_SHARING_VIOLATION).Latin1());
+    EXPECT_STREAM_EXCEPTION(FileInputStream reader(missing.path), 1,
+                            String::FromError(ERROR_SHARING_VIOLATION).Latin1());
+}
+
+TEST(FileInputStream, ReadingPastTheEndThrowsCode5AndConsumesWhatWasThere)
+{
+    TempFile file;
+    file.Put("abcdef");
+    FileInputStream in(file.path);
+    char buffer[8] = {};
+    in.Read(buffer, 2);
+    EXPECT_EQ("ab", std::string(buffer, 2));
+    EXPECT_STREAM_EXCEPTION(in.Read(buffer, 8), 5, "Read beyond end of file");
+    EXPECT_EQ("cdef", std::string(buffer, 4));
+    EXPECT_STREAM_EXCEPTION(in.Read(buffer, 1), 5, "Read beyond end of file");
+    EXPECT_STREAM_EXCEPTION(in.ReadSome(buffer, 1), 5, "Read beyond end of file");
+    in.Read(buffer, 0);
+}
+
+TEST(FileStreams, OverAFileUseItsHandleWithoutOwningIt)
+{
+    TempFile temp;
+    temp.Put("head");
+    File file;
+    {
+        // A closed file: nothing happens at all.
+        FileOutputStream out(file, true);
+        out.Write("lost", 4);
+        out.Flush();
+        FileInputStream in(file);
+        char untouched[2] = {'u', 'u'};
+        in.Read(untouched, 2);
+        EXPECT_EQ('u', untouched[0]);
+        EXPECT_EQ(0, in.ReadSome(untouched, 2));
+    }
+    file.OpenForReadWrite(temp.path, 0, OPEN_EXISTING, false, 0);
+    {
+        FileOutputStream out(file, true);
+        out.Write("tail", 4);
+    }
+    ASSERT_TRUE(file.IsValid());  // the stream did not close it
+    file.SetFilePos(0, 0);
+    {
+        FileInputStream in(file);
+        char buffer[8];
+        in.Read(buffer, 8);
+        EXPECT_EQ("headtail", std::string(buffer, 8));
+    }
+    EXPECT_EQ(8, file.GetFilePos());
+}
+
+TEST(FileStreams, DirectoryEntriesTravelAsTheir592ByteRecord)
+{
+    TempFile temp;
+    temp.Put("12345");
+    FileFinder found(temp.path, false);
+    ASSERT_TRUE(found.IsValid());
+    RecordingStream out;
+    out << static_cast<const FileData &>(found);
+    ASSERT_EQ(1u, out.pieces.size());
+    ASSERT_EQ(592u, out.pieces[0].size());
+    EXPECT_EQ(0, std::memcmp(out.pieces[0].data(), static_cast<const FileData *>(&found), 592));
+    EXPECT_EQ("05 00 00 00", toHex(out.pieces[0].substr(32, 4)));  // the size's low word
+
+    MemoryInputStream in(out.pieces[0]);
+    const FileData back;
+    in >> back;
+    EXPECT_TRUE(back == found);
+    EXPECT_EQ(found.GetFileName(), back.GetFileName());
+    EXPECT_EQ(0, in.Remaining());
+}
+
+TEST(FileStreams, AFullChainRoundTripsThroughAFile)
+{
+    TempFile temp;
+    std::string payload = textBytes(30000) + patternBytes(30000);
+    {
+        FileOutputStream file(temp.path, false);
+        BufferedOutputStream buffered(file);
+        Base64EncodingStream base64(buffered, 76);
+        CRCOutputStream crc(base64);
+        CompressingStream compress(crc, 9);
+        compress << 42 << std::string("header") << String(L"wide");
+        compress.Write(payload.data(), static_cast<int>(payload.size()));
+        buffered.Flush();  // everything in front of the file, front first
+    }  // destroyed front to back: the compressor finishes, the CRC and Base64 tails follow
+
+    std::string text = temp.Content();
+    EXPECT_EQ('\n', text.back());
+    FileInputStream file(temp.path);
+    BufferedInputStream buffered(file);
+    Base64DecodingStream base64(buffered);
+    BufferedInputStream groups(base64);  // the CRC reader's sizes do not match Base64 groups
+    CRCInputStream crc(groups);
+    DecompressingStream decompress(crc);
+    int number = 0;
+    std::string header;
+    std::basic_string<unsigned short> wide;
+    decompress >> number >> header >> wide;
+    EXPECT_EQ(42, number);
+    EXPECT_EQ("header", header);
+    EXPECT_EQ(String(L"wide"), String(wide));
+    std::string back(payload.size(), '\0');
+    decompress.Read(&back[0], static_cast<int>(back.size()));
+    EXPECT_EQ(payload, back);
+}

@@ -1,0 +1,128 @@
+#!/usr/bin/env python3
+"""Checks qvtool's stream chains against independent codecs (Python's zlib, base64, hashlib)
+in both directions, and that damaged input ends in a clear error rather than a crash or hang.
+
+Usage: crosscheck.py WINE_RUN BUILD_DIR QVTOOL_EXE
+"""
+import base64
+import hashlib
+import os
+import random
+import struct
+import subprocess
+import sys
+import tempfile
+import zlib
+
+wine_run, build_dir, qvtool = sys.argv[1:4]
+failures = []
+
+
+def run(*args, stdin=None):
+    result = subprocess.run([wine_run, build_dir, qvtool, *args], input=stdin, capture_output=True, timeout=120)
+    return result.returncode, result.stdout, result.stderr
+
+
+def check(condition, what):
+    if not condition:
+        failures.append(what)
+        print("FAILED:", what)
+
+
+def crc_blocks(data, size=4088):
+    out = b""
+    for at in range(0, len(data), size):
+        block = data[at:at + size]
+        out += struct.pack("<I", len(block)) + block + struct.pack("<I", zlib.crc32(block))
+    return out
+
+
+def read_crc_blocks(stored):
+    data, at = b"", 0
+    while at < len(stored):
+        (length,) = struct.unpack_from("<I", stored, at)
+        block = stored[at + 4:at + 4 + length]
+        (crc,) = struct.unpack_from("<I", stored, at + 4 + length)
+        if crc != zlib.crc32(block) or not 1 <= length <= 4088:
+            raise ValueError("bad block")
+        data, at = data + block, at + 8 + length
+    return data
+
+
+random.seed(8)
+text = b"".join(b"line %d of some text for the stream chains\r\n" % i for i in range(20000))
+noise = bytes(random.getrandbits(8) for _ in range(200000))
+samples = {"text": text, "noise": noise, "empty": b"", "one": b"M"}
+
+with tempfile.TemporaryDirectory(dir=build_dir) as work:
+    def path(name):
+        return os.path.join(work, name)
+
+    for name, data in samples.items():
+        with open(path(name), "wb") as f:
+            f.write(data)
+
+        # Library output read by the independent codecs.
+        code, _, err = run("encode", "--filters", "base64", path(name), path(name + ".b64"))
+        produced = open(path(name + ".b64"), "rb").read()
+        check(code == 0 and produced == base64.encodebytes(data), name + ": base64 matches Python's, 76 columns")
+        code, _, _ = run("encode", "--filters", "compress:9", path(name), path(name + ".z"))
+        packed = open(path(name + ".z"), "rb").read()
+        check(code == 0 and (zlib.decompress(packed) == data if data else packed == b""),
+              name + ": compress gives a zlib stream (nothing for no data)")
+        code, _, _ = run("encode", "--filters", "crc", path(name), path(name + ".crc"))
+        check(code == 0 and open(path(name + ".crc"), "rb").read() == crc_blocks(data), name + ": CRC blocks")
+        code, _, _ = run("encode", "--filters", "crypt", path(name), path(name + ".x"))
+        check(code == 0 and open(path(name + ".x"), "rb").read() == bytes(b ^ 0xFF for b in data),
+              name + ": crypt complements")
+        code, out, _ = run("md5", path(name))
+        check(code == 0 and out.split()[0].decode() == hashlib.md5(data).hexdigest(), name + ": md5")
+        code, out, _ = run("md5", stdin=data)
+        check(code == 0 and out == (hashlib.md5(data).hexdigest() + "  -\n").encode(), name + ": md5 of stdin")
+
+        # Independent output read by the library.
+        if data:
+            for filters, stored in [("base64", base64.encodebytes(data)), ("base64", base64.b64encode(data)),
+                                    ("compress", zlib.compress(data, 6)), ("crc", crc_blocks(data)),
+                                    ("compress,crc,base64", base64.encodebytes(crc_blocks(zlib.compress(data))))]:
+                code, out, err = run("decode", "--filters", filters, stdin=stored)
+                check(code == 0 and out == data, name + ": decode " + filters + " of Python's output " + err.decode())
+
+        # The whole chain and back, through files and through the standard streams.
+        chain = "compress:1,crc,crypt,base64:60"
+        code, encoded, _ = run("encode", "--filters", chain, stdin=data)
+        check(code == 0, name + ": encode " + chain)
+        if data:
+            check(read_crc_blocks(bytes(b ^ 0xFF for b in base64.b64decode(encoded))) != b"",
+                  name + ": chain layers are standard")
+        code, decoded, err = run("decode", "--filters", chain, stdin=encoded)
+        check(code == 0 and decoded == data, name + ": chain round trip " + err.decode())
+
+    # Damaged input: exit code 1 and a message, never a crash or a hang.
+    packed = zlib.compress(text)
+    blocks = crc_blocks(text)
+    damaged = [
+        ("compress", packed[:len(packed) // 2], "truncated zlib"),
+        ("compress", packed[:100] + bytes([packed[100] ^ 0x40]) + packed[101:], "flipped zlib bit"),
+        ("compress", b"\x78\x9d" + packed[2:], "bad zlib header"),
+        ("crc", blocks[:5000], "truncated CRC block"),
+        ("crc", blocks[:10] + bytes([blocks[10] ^ 1]) + blocks[11:], "flipped CRC data"),
+        ("crc", struct.pack("<I", 4089) + blocks[4:], "CRC length too large"),
+        ("crc", struct.pack("<I", 0) + blocks[4:], "CRC length zero"),
+    ]
+    expected = {"truncated zlib": "ends too early", "bad zlib header": "incorrect header check",
+                "truncated CRC block": "ends too early", "flipped CRC data": "CRC checksum error",
+                "CRC length too large": "Illegal CRC block size", "CRC length zero": "Illegal CRC block size"}
+    for filters, stored, what in damaged:
+        code, out, err = run("decode", "--filters", filters, stdin=stored)
+        check(code == 1 and b"qvtool: decode:" in err, what + ": exit code 1 with a message")
+        if what in expected:
+            check(expected[what].encode() in err, what + ": says '" + expected[what] + "' (" + err.decode().strip() + ")")
+
+    code, _, err = run("encode", "--filters", "compress:10", path("text"))
+    check(code == 2 and b"level" in err, "bad level: usage error")
+    code, _, err = run("md5", path("missing"))
+    check(code == 1 and b"missing" in err, "missing file: error")
+
+print("%d failure(s)" % len(failures))
+sys.exit(1 if failures else 0)
