@@ -77,6 +77,9 @@ HRESULT STDMETHODCALLTYPE DataObject::GetCanonicalFormatEtc(FORMATETC *, FORMATE
     return E_INVALIDARG;
 }
 
+// The base object offers its data only through GetData/GetDataHere of derived classes: it takes
+// no data, enumerates no formats and keeps no advise sinks. These answers (E_NOTIMPL is
+// 0x80004001) are fixed; derived classes that do more override the slot.
 HRESULT STDMETHODCALLTYPE DataObject::SetData(FORMATETC *, STGMEDIUM *, BOOL)
 {
     return E_NOTIMPL;
