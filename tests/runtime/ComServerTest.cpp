@@ -16,7 +16,7 @@ void *const untouched = reinterpret_cast<void *>(static_cast<UINT_PTR>(0x5A5A5A5
 TEST(ComServer, GetClassObjectHandsOutANewLogObjectForEitherLogInterfaceOnly)
 {
     // The entry points and IID_QvDataObject are found by their undecorated names.
-    Server server(true);
+    Server server;
     ASSERT_TRUE(server.loaded());
     const void *exported = reinterpret_cast<const void *>(GetProcAddress(server.module(), "IID_QvDataObject"));
     ASSERT_NE(exported, nullptr);

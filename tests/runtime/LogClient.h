@@ -51,18 +51,17 @@ inline std::string temporaryPath(const char *prefix)
            "-" + std::to_string(InterlockedIncrement(&counter));
 }
 
-// qvcore.dll loaded and its entry points looked up by name, as COM does. A private copy
-// (loaded from a file of another name) has a log and a lock count of its own, untouched by
-// the rest of the test program, and closes its log when unloaded.
+// A private copy of qvcore.dll (loaded from a file of another name), its entry points looked
+// up by name as COM does. It has a log and a lock count of its own, untouched by the rest of
+// the test program, and closes its log when unloaded.
 class Server {
 public:
-    explicit Server(bool privateCopy)
+    Server()
     {
         char original[MAX_PATH];
         DWORD length = GetModuleFileNameA(GetModuleHandleA("qvcore.dll"), original, MAX_PATH);
-        copyPath_ = privateCopy ? temporaryPath("qvcore-copy") + ".dll" : "";
-        if (length > 0 && length < MAX_PATH && (!privateCopy || CopyFileA(original, copyPath_.c_str(), FALSE)))
-            module_ = LoadLibraryA(privateCopy ? copyPath_.c_str() : original);
+        if (length > 0 && length < MAX_PATH && CopyFileA(original, copyPath_.c_str(), FALSE))
+            module_ = LoadLibraryA(copyPath_.c_str());
         getClassObject = reinterpret_cast<decltype(getClassObject)>(
             module_ ? reinterpret_cast<void *>(GetProcAddress(module_, "DllGetClassObject")) : nullptr);
         canUnloadNow = reinterpret_cast<decltype(canUnloadNow)>(
@@ -75,10 +74,8 @@ public:
     {
         if (module_)
             FreeLibrary(module_);
-        if (!copyPath_.empty())
-            DeleteFileA(copyPath_.c_str());
+        DeleteFileA(copyPath_.c_str());
         module_ = nullptr;
-        copyPath_.clear();
     }
     bool loaded() const { return getClassObject && canUnloadNow; }
     // A new log object through the given interface identifier, or null.
@@ -93,7 +90,7 @@ public:
     HRESULT(__stdcall *canUnloadNow)() = nullptr;
 
 private:
-    std::string copyPath_;
+    std::string copyPath_ = temporaryPath("qvcore-copy") + ".dll";
     HMODULE module_ = nullptr;
 };
 

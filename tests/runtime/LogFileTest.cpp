@@ -42,7 +42,7 @@ protected:
     // The file's content with every time stamp checked and masked.
     std::string logged() const { return maskTimes(readFile(path_), first_, secondsNow()); }
 
-    Server server_{true};
+    Server server_;
     Log *log_ = nullptr;
     std::string path_;
     int first_ = 0;
@@ -169,7 +169,7 @@ TEST_F(OpenLog, OpenSucceedsOnceAndReopenTruncatesButFails)
 
 TEST(LogFile, ClosedLogLosesLinesAndReportsFailureWithoutThrowing)
 {
-    Server server(true);
+    Server server;
     Log *log = server.create();
     ASSERT_NE(log, nullptr);
 

@@ -150,58 +150,42 @@ TEST(SysInfo, InstalledCodepagesReplaceTheMapContentOnEachThread)
     EXPECT_EQ(pages, b.pages);
 }
 
-TEST(SysParamWatcher, AppliesReappliesAndRestoresScreenSaverTimeout)
+TEST(SysParamWatcher, AppliesReappliesAndRestoresRealParameters)
 {
-    const unsigned int original = param(SPI_GETSCREENSAVETIMEOUT), wanted = original + 123;
+    const unsigned int timeout = param(SPI_GETSCREENSAVETIMEOUT), hover = param(SPI_GETMOUSEHOVERTIME);
     {
         SysParamWatcher watcher;
-        watcher.SetParamToWatch(SPI_SETSCREENSAVETIMEOUT, SPI_GETSCREENSAVETIMEOUT, wanted);
-        EXPECT_EQ(original, param(SPI_GETSCREENSAVETIMEOUT)) << "applied before watching";
+        watcher.SetParamToWatch(SPI_SETSCREENSAVETIMEOUT, SPI_GETSCREENSAVETIMEOUT, timeout + 11);
+        watcher.SetParamToWatch(SPI_SETMOUSEHOVERTIME, SPI_GETMOUSEHOVERTIME, hover + 13);
+        EXPECT_EQ(timeout, param(SPI_GETSCREENSAVETIMEOUT)) << "applied before watching";
         watcher.SetUpdateInterval(1);
         watcher.StartWatching(true);
         EXPECT_TRUE(watcher.IsWatching());
-        EXPECT_EQ(wanted, param(SPI_GETSCREENSAVETIMEOUT));
-
-        setParam(SPI_SETSCREENSAVETIMEOUT, original + 7);  // behind the watcher's back
-        EXPECT_TRUE(waitForParam(SPI_GETSCREENSAVETIMEOUT, wanted)) << "the timer did not re-apply the wanted value";
-
+        EXPECT_EQ(timeout + 11, param(SPI_GETSCREENSAVETIMEOUT));
+        setParam(SPI_SETSCREENSAVETIMEOUT, timeout + 7);  // behind the watcher's back
+        EXPECT_TRUE(waitForParam(SPI_GETSCREENSAVETIMEOUT, timeout + 11)) << "the timer did not re-apply it";
         watcher.StopWatching();
         EXPECT_FALSE(watcher.IsWatching());
-        EXPECT_EQ(original, param(SPI_GETSCREENSAVETIMEOUT));
+        EXPECT_EQ(timeout, param(SPI_GETSCREENSAVETIMEOUT));
+        EXPECT_EQ(hover, param(SPI_GETMOUSEHOVERTIME));
 
         // Re-watching a pair replaces the wanted value and re-reads the saved one.
-        setParam(SPI_SETSCREENSAVETIMEOUT, original + 50);
-        watcher.SetParamToWatch(SPI_SETSCREENSAVETIMEOUT, SPI_GETSCREENSAVETIMEOUT, wanted + 1);
+        setParam(SPI_SETSCREENSAVETIMEOUT, timeout + 50);
+        watcher.SetParamToWatch(SPI_SETSCREENSAVETIMEOUT, SPI_GETSCREENSAVETIMEOUT, timeout + 12);
         watcher.StartWatching(false);
-        EXPECT_EQ(wanted + 1, param(SPI_GETSCREENSAVETIMEOUT));
+        EXPECT_EQ(timeout + 12, param(SPI_GETSCREENSAVETIMEOUT));
         watcher.RestoreDefaults();
-        EXPECT_EQ(original + 50, param(SPI_GETSCREENSAVETIMEOUT));
+        EXPECT_EQ(timeout + 50, param(SPI_GETSCREENSAVETIMEOUT));
 
-        // The destructor restores while watching.
+        // Removing a parameter while watching restores it; the timer keeps applying the rest.
         watcher.StartWatching(false);
-        EXPECT_EQ(wanted + 1, param(SPI_GETSCREENSAVETIMEOUT));
+        watcher.RemoveParamFromWatchlist(SPI_SETSCREENSAVETIMEOUT);
+        EXPECT_EQ(timeout + 50, param(SPI_GETSCREENSAVETIMEOUT));
+        EXPECT_TRUE(watcher.IsWatching());
+        setParam(SPI_SETMOUSEHOVERTIME, hover + 1);
+        EXPECT_TRUE(waitForParam(SPI_GETMOUSEHOVERTIME, hover + 13)) << "no re-application after the removal";
+        EXPECT_EQ(timeout + 50, param(SPI_GETSCREENSAVETIMEOUT)) << "the removed parameter was applied again";
     }
-    EXPECT_EQ(original + 50, param(SPI_GETSCREENSAVETIMEOUT));
-    setParam(SPI_SETSCREENSAVETIMEOUT, original);
-}
-
-TEST(SysParamWatcher, RemovingAParameterWhileWatchingRestoresItAndTheTimerKeepsTheRest)
-{
-    const unsigned int timeout = param(SPI_GETSCREENSAVETIMEOUT), hover = param(SPI_GETMOUSEHOVERTIME);
-    SysParamWatcher watcher;
-    watcher.SetParamToWatch(SPI_SETSCREENSAVETIMEOUT, SPI_GETSCREENSAVETIMEOUT, timeout + 11);
-    watcher.SetParamToWatch(SPI_SETMOUSEHOVERTIME, SPI_GETMOUSEHOVERTIME, hover + 13);
-    watcher.SetUpdateInterval(1);
-    watcher.StartWatching(true);
-    ASSERT_EQ(timeout + 11, param(SPI_GETSCREENSAVETIMEOUT));
-    watcher.RemoveParamFromWatchlist(SPI_SETSCREENSAVETIMEOUT);
-    EXPECT_EQ(timeout, param(SPI_GETSCREENSAVETIMEOUT));
-    EXPECT_TRUE(watcher.IsWatching());
-
-    setParam(SPI_SETMOUSEHOVERTIME, hover + 1);
-    EXPECT_TRUE(waitForParam(SPI_GETMOUSEHOVERTIME, hover + 13)) << "no re-application after the removal";
-    EXPECT_EQ(timeout, param(SPI_GETSCREENSAVETIMEOUT)) << "the removed parameter was applied again";
-    watcher.StopWatching();
-    EXPECT_EQ(hover, param(SPI_GETMOUSEHOVERTIME));
+    EXPECT_EQ(hover, param(SPI_GETMOUSEHOVERTIME)) << "the destructor did not restore while watching";
     setParam(SPI_SETSCREENSAVETIMEOUT, timeout);
 }
