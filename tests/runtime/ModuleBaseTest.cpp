@@ -16,13 +16,10 @@ String S(const wchar_t *s) { return String(s); }
 // The resource-only DLL built beside the tests (TestStrings.rc), loaded as a real module.
 class StringResources : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { library = LoadLibraryA("qvcore_test_strings.dll"); }
-    static void TearDownTestSuite() { FreeLibrary(library); }
     void SetUp() override { ASSERT_NE(library, nullptr) << "qvcore_test_strings.dll not loaded"; }
-    static HMODULE library;
+    ~StringResources() override { FreeLibrary(library); }
+    const HMODULE library = LoadLibraryA("qvcore_test_strings.dll");
 };
-
-HMODULE StringResources::library = nullptr;
 
 }  // namespace
 

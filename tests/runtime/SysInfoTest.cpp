@@ -8,6 +8,7 @@
 
 #include <map>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -135,19 +136,12 @@ TEST(SysInfo, InstalledCodepagesReplaceTheMapContentOnEachThread)
         EXPECT_EQ(std::string(info.CodePageName), text(page.second)) << page.first;
     }
 
-    struct Enumerator : Thread {
-        std::map<unsigned int, String> pages;
-        unsigned long run() override
-        {
-            SysInfo::EnumInstalledCodepages(pages);
-            return 0;
-        }
-    } a, b;
-    ASSERT_TRUE(a.start() && b.start());
-    a.waitForEnd(INFINITE);
-    b.waitForEnd(INFINITE);
-    EXPECT_EQ(pages, a.pages);
-    EXPECT_EQ(pages, b.pages);
+    std::map<unsigned int, String> a, b;
+    std::thread first([&a] { SysInfo::EnumInstalledCodepages(a); }), second([&b] { SysInfo::EnumInstalledCodepages(b); });
+    first.join();
+    second.join();
+    EXPECT_EQ(pages, a);
+    EXPECT_EQ(pages, b);
 }
 
 TEST(SysParamWatcher, AppliesReappliesAndRestoresRealParameters)
