@@ -36,9 +36,6 @@ struct Log : public IUnknown {
     virtual HRESULT __stdcall FormatLine(String &out, const String &text) = 0;
 };
 
-typedef HRESULT(__stdcall *GetClassObjectFunction)(REFCLSID, REFIID, void **);
-typedef HRESULT(__stdcall *CanUnloadNowFunction)();
-
 inline const unsigned short *units(const char16_t *literal)
 {
     return reinterpret_cast<const unsigned short *>(literal);
@@ -50,69 +47,51 @@ inline std::string temporaryPath(const char *prefix)
     static LONG counter = 0;
     char folder[MAX_PATH];
     DWORD length = GetTempPathA(MAX_PATH, folder);
-    std::string path(folder, length < MAX_PATH ? length : 0);
-    return path + prefix + "-" + std::to_string(GetCurrentProcessId()) + "-" +
-           std::to_string(InterlockedIncrement(&counter));
+    return std::string(folder, length < MAX_PATH ? length : 0) + prefix + "-" + std::to_string(GetCurrentProcessId()) +
+           "-" + std::to_string(InterlockedIncrement(&counter));
 }
 
-// qvcore.dll loaded and its entry points looked up by name, as COM does. A private copy
-// (loaded from a file of another name) has a log and a lock count of its own, untouched by
-// the rest of the test program, and takes them along when it is unloaded.
+// A private copy of qvcore.dll (loaded from a file of another name), its entry points looked
+// up by name as COM does. It has a log and a lock count of its own, untouched by the rest of
+// the test program, and closes its log when unloaded.
 class Server {
 public:
-    enum Instance { Shared, PrivateCopy };
-    explicit Server(Instance instance)
+    Server()
     {
-        if (instance == Shared) {
-            module_ = LoadLibraryA("qvcore.dll");
-        } else {
-            char original[MAX_PATH];
-            DWORD length = GetModuleFileNameA(GetModuleHandleA("qvcore.dll"), original, MAX_PATH);
-            copyPath_ = temporaryPath("qvcore-copy") + ".dll";
-            if (length > 0 && length < MAX_PATH && CopyFileA(original, copyPath_.c_str(), FALSE))
-                module_ = LoadLibraryA(copyPath_.c_str());
-        }
-        if (module_) {
-            getClassObject_ = reinterpret_cast<GetClassObjectFunction>(
-                reinterpret_cast<void *>(GetProcAddress(module_, "DllGetClassObject")));
-            canUnloadNow_ = reinterpret_cast<CanUnloadNowFunction>(
-                reinterpret_cast<void *>(GetProcAddress(module_, "DllCanUnloadNow")));
-        }
+        char original[MAX_PATH];
+        DWORD length = GetModuleFileNameA(GetModuleHandleA("qvcore.dll"), original, MAX_PATH);
+        if (length > 0 && length < MAX_PATH && CopyFileA(original, copyPath_.c_str(), FALSE))
+            module_ = LoadLibraryA(copyPath_.c_str());
+        getClassObject = reinterpret_cast<decltype(getClassObject)>(
+            module_ ? reinterpret_cast<void *>(GetProcAddress(module_, "DllGetClassObject")) : nullptr);
+        canUnloadNow = reinterpret_cast<decltype(canUnloadNow)>(
+            module_ ? reinterpret_cast<void *>(GetProcAddress(module_, "DllCanUnloadNow")) : nullptr);
     }
     ~Server() { unload(); }
-    // Unloads the library (a private copy closes its log file then) and removes the copy.
+    Server(const Server &) = delete;
+    Server &operator=(const Server &) = delete;
     void unload()
     {
         if (module_)
             FreeLibrary(module_);
-        if (!copyPath_.empty())
-            DeleteFileA(copyPath_.c_str());
+        DeleteFileA(copyPath_.c_str());
         module_ = nullptr;
-        getClassObject_ = nullptr;
-        canUnloadNow_ = nullptr;
-        copyPath_.clear();
     }
-    Server(const Server &) = delete;
-    Server &operator=(const Server &) = delete;
-
-    bool loaded() const { return getClassObject_ && canUnloadNow_; }
-    HRESULT getClassObject(REFCLSID clsid, REFIID iid, void **ppv) const { return getClassObject_(clsid, iid, ppv); }
-    HRESULT canUnloadNow() const { return canUnloadNow_(); }
+    bool loaded() const { return getClassObject && canUnloadNow; }
     // A new log object through the given interface identifier, or null.
     Log *create(REFIID iid = logInterface2) const
     {
         void *object = nullptr;
-        if (!loaded() || getClassObject_(classId, iid, &object) != S_OK)
-            return nullptr;
-        return static_cast<Log *>(object);
+        return loaded() && getClassObject(classId, iid, &object) == S_OK ? static_cast<Log *>(object) : nullptr;
     }
     HMODULE module() const { return module_; }
 
+    HRESULT(__stdcall *getClassObject)(REFCLSID, REFIID, void **) = nullptr;
+    HRESULT(__stdcall *canUnloadNow)() = nullptr;
+
 private:
-    std::string copyPath_;
+    std::string copyPath_ = temporaryPath("qvcore-copy") + ".dll";
     HMODULE module_ = nullptr;
-    GetClassObjectFunction getClassObject_ = nullptr;
-    CanUnloadNowFunction canUnloadNow_ = nullptr;
 };
 
 // The whole content of a file, read while the log may hold it open; "<missing>" if it cannot
@@ -123,47 +102,21 @@ inline std::string readFile(const std::string &path)
                               FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE)
         return "<missing>";
-    std::string content;
-    char buffer[65536];
+    std::string content(GetFileSize(file, nullptr) + 1, '\0');
     DWORD got = 0;
-    while (ReadFile(file, buffer, sizeof buffer, &got, nullptr) && got > 0)
-        content.append(buffer, got);
+    ReadFile(file, &content[0], static_cast<DWORD>(content.size()), &got, nullptr);
     CloseHandle(file);
-    return content;
+    return content.substr(0, got);
 }
 
-inline bool writeFile(const std::string &path, const std::string &content)
-{
-    HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return false;
-    DWORD written = 0;
-    bool ok = WriteFile(file, content.data(), static_cast<DWORD>(content.size()), &written, nullptr) &&
-              written == content.size();
-    CloseHandle(file);
-    return ok;
-}
-
-// The system's own conversions, independent of String's.
+// The system's own conversion to the ANSI code page, independent of String's.
 inline std::string ansi(const std::u16string &text)
 {
-    if (text.empty())
-        return std::string();
-    const wchar_t *units = reinterpret_cast<const wchar_t *>(text.data());
-    int length = WideCharToMultiByte(CP_ACP, 0, units, static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
-    std::string result(length, '\0');
-    WideCharToMultiByte(CP_ACP, 0, units, static_cast<int>(text.size()), &result[0], length, nullptr, nullptr);
-    return result;
-}
-
-inline std::u16string wide(const std::string &text)
-{
-    if (text.empty())
-        return std::u16string();
-    int length = MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-    std::u16string result(length, u'\0');
-    MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()), reinterpret_cast<wchar_t *>(&result[0]),
-                        length);
+    std::string result(text.size() * 4, '\0');
+    int length = WideCharToMultiByte(CP_ACP, 0, reinterpret_cast<const wchar_t *>(text.data()),
+                                     static_cast<int>(text.size()), &result[0], static_cast<int>(result.size()),
+                                     nullptr, nullptr);
+    result.resize(length);
     return result;
 }
 
@@ -175,24 +128,22 @@ inline int secondsNow()
     return (now.wHour * 60 + now.wMinute) * 60 + now.wSecond;
 }
 
-// Each line that starts with a "[dd:dd:dd] " stamp gets "[hh:mm:ss] " instead, once the stamp
-// has been found to lie between first and last (seconds of the day, as secondsNow; a window
-// across midnight wraps). A stamp out of the window is left as it is, so the comparison with
-// the expected text fails and shows it.
+// Each line's "[dd:dd:dd] " stamp becomes "[hh:mm:ss] " when it lies between first and last
+// (seconds of the day; a window across midnight wraps). Any other stamp is left, so the
+// comparison with the expected text fails and shows it.
 inline std::string maskTimes(const std::string &log, int first, int last)
 {
     std::string result = log;
     for (std::string::size_type at = 0; at < result.size();) {
         const char *p = result.c_str() + at;
-        auto digit = [p](int i) { return p[i] >= '0' && p[i] <= '9' ? p[i] - '0' : -100; };
-        if (result.size() - at >= 11 && p[0] == '[' && p[3] == ':' && p[6] == ':' && p[9] == ']' && p[10] == ' ') {
-            int hour = digit(1) * 10 + digit(2), minute = digit(4) * 10 + digit(5), second = digit(7) * 10 + digit(8);
-            int seconds = (hour * 60 + minute) * 60 + second;
-            bool valid = hour >= 0 && hour < 24 && minute >= 0 && minute < 60 && second >= 0 && second < 60;
-            bool inWindow = first <= last ? seconds >= first && seconds <= last : seconds >= first || seconds <= last;
-            if (valid && inWindow)
-                result.replace(at, 11, "[hh:mm:ss] ");
-        }
+        bool stamp = result.size() - at >= 11 && p[0] == '[' && p[3] == ':' && p[6] == ':' && p[9] == ']' && p[10] == ' ';
+        for (int i : {1, 2, 4, 5, 7, 8})
+            stamp = stamp && p[i] >= '0' && p[i] <= '9';
+        auto field = [p](int i) { return (p[i] - '0') * 10 + p[i + 1] - '0'; };
+        int seconds = stamp ? (field(1) * 60 + field(4)) * 60 + field(7) : -1;
+        if (stamp && field(1) < 24 && field(4) < 60 && field(7) < 60 &&
+            (first <= last ? seconds >= first && seconds <= last : seconds >= first || seconds <= last))
+            result.replace(at, 11, "[hh:mm:ss] ");
         std::string::size_type end = result.find("\r\n", at);
         at = end == std::string::npos ? result.size() : end + 2;
     }

@@ -2,283 +2,184 @@
 
 #include "qvcore/runtime/LogFile.h"
 
+#include "LogClient.h"
+
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <map>
 #include <string>
+#include <thread>
 
 namespace {
 
-OSVERSIONINFOA version(DWORD platform, DWORD major, DWORD minor)
+std::string text(const String &s) { return s.SystemMultibyte(); }
+
+OSVERSIONINFOA realVersion()
 {
-    OSVERSIONINFOA v = {};
-    v.dwOSVersionInfoSize = sizeof v;
-    v.dwPlatformId = platform;
-    v.dwMajorVersion = major;
-    v.dwMinorVersion = minor;
-    return v;
+    OSVERSIONINFOA real = {};
+    real.dwOSVersionInfoSize = sizeof real;
+    EXPECT_TRUE(GetVersionExA(&real));
+    return real;
 }
 
-std::string text(const String &s)
-{
-    return s.SystemMultibyte();
-}
-
-unsigned int screenSaverTimeout()
+unsigned int param(unsigned int getAction)
 {
     unsigned int value = 0;
-    SystemParametersInfoA(SPI_GETSCREENSAVETIMEOUT, 0, &value, 0);
+    SystemParametersInfoA(getAction, 0, &value, 0);
     return value;
 }
 
-void setScreenSaverTimeout(unsigned int value)
-{
-    SystemParametersInfoA(SPI_SETSCREENSAVETIMEOUT, value, nullptr, 0);
-}
+void setParam(unsigned int setAction, unsigned int value) { SystemParametersInfoA(setAction, value, nullptr, 0); }
 
-bool waitForTimeout(unsigned int wanted, int ms)
+bool waitForParam(unsigned int getAction, unsigned int wanted)
 {
-    for (int waited = 0; waited < ms; waited += 20) {
-        if (screenSaverTimeout() == wanted)
-            return true;
+    for (int waited = 0; waited < 3000 && param(getAction) != wanted; waited += 20)
         Sleep(20);
-    }
-    return screenSaverTimeout() == wanted;
+    return param(getAction) == wanted;
 }
 
 }  // namespace
 
-TEST(SysInfo, SystemFamilyFromEveryVersionRow)
+TEST(SysInfo, SystemFamilyFromEveryVersionRowAskedOnce)
 {
     using namespace SysInfo;
-    EXPECT_EQ(Windows95, SystemFromVersion(version(VER_PLATFORM_WIN32_WINDOWS, 4, 0)));
-    EXPECT_EQ(Windows98, SystemFromVersion(version(VER_PLATFORM_WIN32_WINDOWS, 4, 10)));
-    EXPECT_EQ(WindowsMe, SystemFromVersion(version(VER_PLATFORM_WIN32_WINDOWS, 4, 90)));
-    EXPECT_EQ(WindowsNT4, SystemFromVersion(version(VER_PLATFORM_WIN32_NT, 4, 0)));
-    EXPECT_EQ(Windows2000, SystemFromVersion(version(VER_PLATFORM_WIN32_NT, 5, 0)));
-    EXPECT_EQ(WindowsXP, SystemFromVersion(version(VER_PLATFORM_WIN32_NT, 5, 1)));
-    // Only the minor version is tested for later systems.
-    EXPECT_EQ(Windows2000, SystemFromVersion(version(VER_PLATFORM_WIN32_NT, 6, 0)));
-    EXPECT_EQ(Windows2000, SystemFromVersion(version(VER_PLATFORM_WIN32_NT, 10, 0)));
-    EXPECT_EQ(WindowsXP, SystemFromVersion(version(VER_PLATFORM_WIN32_NT, 6, 1)));
+    const DWORD nine = VER_PLATFORM_WIN32_WINDOWS, nt = VER_PLATFORM_WIN32_NT;
+    // Only the minor version is tested for later NT systems.
+    struct Row {
+        DWORD platform, major, minor;
+        System system;
+    } rows[] = {{nine, 4, 0, Windows95},    {nine, 4, 10, Windows98},  {nine, 4, 90, WindowsMe},
+                {nt, 4, 0, WindowsNT4},     {nt, 5, 0, Windows2000},   {nt, 5, 1, WindowsXP},
+                {nt, 6, 0, Windows2000},    {nt, 10, 0, Windows2000},  {nt, 6, 1, WindowsXP}};
+    for (const Row &row : rows) {
+        OSVERSIONINFOA v = {sizeof(OSVERSIONINFOA), row.major, row.minor, 0, row.platform, {}};
+        EXPECT_EQ(row.system, SystemFromVersion(v)) << row.major << "." << row.minor;
+    }
     EXPECT_EQ(7, Windows9x);
+
+    System first = GetSystem();
+    int queries = GetSystemQueryCount();
+    EXPECT_EQ(first, GetSystem());
+    EXPECT_EQ(queries, GetSystemQueryCount());
+    EXPECT_EQ(SystemFromVersion(realVersion()), first);
 }
 
-TEST(SysInfo, GetSystemAsksTheSystemOnceAndMatchesItsAnswer)
+TEST(SysInfo, OSProcessorAndDirectXNamesFromTheirTables)
 {
-    SysInfo::System first = SysInfo::GetSystem();
-    int queries = SysInfo::GetSystemQueryCount();
-    EXPECT_EQ(first, SysInfo::GetSystem());
-    EXPECT_EQ(first, SysInfo::GetSystem());
-    EXPECT_EQ(queries, SysInfo::GetSystemQueryCount());
-
-    OSVERSIONINFOA real = {};
-    real.dwOSVersionInfoSize = sizeof real;
-    ASSERT_TRUE(GetVersionExA(&real));
-    EXPECT_EQ(SysInfo::SystemFromVersion(real), first);
-}
-
-TEST(SysInfo, OSNamesFromTheVersionTable)
-{
-    using SysInfo::OSNameFromVersion;
-    EXPECT_EQ("Windows 98", text(OSNameFromVersion(4, 10, false)));
-    EXPECT_EQ("Windows Me", text(OSNameFromVersion(4, 90, false)));
-    EXPECT_EQ("Windows 2000", text(OSNameFromVersion(5, 0, true)));
-    EXPECT_EQ("Windows XP", text(OSNameFromVersion(5, 1, false)));
-    EXPECT_EQ("Windows XP Media Center Edition", text(OSNameFromVersion(5, 1, true)));
-    EXPECT_EQ("Windows .NET Server", text(OSNameFromVersion(5, 2, false)));
-    EXPECT_EQ("Unsupported", text(OSNameFromVersion(4, 0, false)));  // 95 and NT 4
-    EXPECT_EQ("Unsupported", text(OSNameFromVersion(6, 0, false)));
-    EXPECT_EQ("Unsupported", text(OSNameFromVersion(10, 0, false)));
-
-    OSVERSIONINFOA real = {};
-    real.dwOSVersionInfoSize = sizeof real;
-    ASSERT_TRUE(GetVersionExA(&real));
+    using namespace SysInfo;
+    struct { unsigned long major, minor; bool mediaCenter; const char *name; } names[] = {
+        {4, 10, false, "Windows 98"},    {4, 90, false, "Windows Me"},  {5, 0, true, "Windows 2000"},
+        {5, 1, false, "Windows XP"},     {5, 1, true, "Windows XP Media Center Edition"},
+        {5, 2, false, "Windows .NET Server"}, {4, 0, false, "Unsupported"},  // 95 and NT 4
+        {6, 0, false, "Unsupported"},    {10, 0, false, "Unsupported"}};
+    for (const auto &row : names)
+        EXPECT_EQ(row.name, text(OSNameFromVersion(row.major, row.minor, row.mediaCenter)));
+    OSVERSIONINFOA real = realVersion();
     EXPECT_EQ(text(OSNameFromVersion(real.dwMajorVersion, real.dwMinorVersion, GetSystemMetrics(87) != 0)),
-              text(SysInfo::GetOSName()));
-}
+              text(GetOSName()));
 
-TEST(SysInfo, ProcessorNames)
-{
-    using SysInfo::ProcessorName;
-    EXPECT_EQ("Intel", text(ProcessorName(0)));
-    EXPECT_EQ("Intel 64", text(ProcessorName(6)));
-    EXPECT_EQ("Intel 64", text(ProcessorName(10)));
-    EXPECT_EQ("AMD 64", text(ProcessorName(9)));
-    EXPECT_EQ("Unknown", text(ProcessorName(5)));
-    EXPECT_EQ("Unknown", text(ProcessorName(12)));
-
+    struct { unsigned int architecture; const char *name; } processors[] = {
+        {0, "Intel"}, {6, "Intel 64"}, {10, "Intel 64"}, {9, "AMD 64"}, {5, "Unknown"}, {12, "Unknown"}};
+    for (const auto &row : processors)
+        EXPECT_EQ(row.name, text(ProcessorName(row.architecture))) << row.architecture;
     SYSTEM_INFO info = {};
     String name;
-    SysInfo::GetSystemInfo(info, name);
+    GetSystemInfo(info, name);
     EXPECT_GT(info.dwNumberOfProcessors, 0u);
     EXPECT_EQ(text(ProcessorName(info.wProcessorArchitecture)), text(name));
-#ifdef _WIN64
-    EXPECT_EQ("AMD 64", text(name));
-#endif
-}
 
-TEST(SysInfo, DirectXVersionPacking)
-{
-    EXPECT_EQ(0x00090003ul, SysInfo::PackDirectXVersion(9, 0, 'c'));
-    EXPECT_EQ(0x00090000ul, SysInfo::PackDirectXVersion(9, 0, ' '));
-    EXPECT_EQ(0x00080100ul, SysInfo::PackDirectXVersion(8, 1, 0));
-    EXPECT_EQ(0x0009001Aul, SysInfo::PackDirectXVersion(9, 0, 'z'));
-    EXPECT_EQ(0x00090000ul, SysInfo::PackDirectXVersion(9, 0, 'C'));  // small letters only
+    // The letter counts from a = 1, small letters only.
+    struct { unsigned short letter; unsigned long packed; } letters[] = {
+        {'c', 0x00090003}, {' ', 0x00090000}, {'z', 0x0009001A}, {'C', 0x00090000}};
+    for (const auto &row : letters)
+        EXPECT_EQ(row.packed, PackDirectXVersion(9, 0, row.letter)) << row.letter;
+    EXPECT_EQ(0x00080100ul, PackDirectXVersion(8, 1, 0));
 }
 
 TEST(SysInfo, DirectXVersionIsDetectedAndLogged)
 {
     // This process's log (the library's one sink) goes to a file of the test's own.
-    char folder[MAX_PATH], path[MAX_PATH];
-    ASSERT_NE(0u, GetTempPathA(MAX_PATH, folder));
-    ASSERT_NE(0u, GetTempFileNameA(folder, "qdx", 0, path));
+    const std::string path = logclient::temporaryPath("qvcore-dx") + ".log";
     ILogFile2 *log = nullptr;
     ASSERT_EQ(S_OK, DllGetClassObject(CLSID_QvCore, IID_ILogFile2, reinterpret_cast<void **>(&log)));
-    ASSERT_EQ(S_OK, log->Open(String::FromSystemMultibyte(path).c_str()));
-
+    ASSERT_EQ(S_OK, log->Open(String::FromSystemMultibyte(path.c_str()).c_str()));
     unsigned long version = SysInfo::GetDirectXVersion();
     log->Release();
-    ASSERT_NE(0ul, version) << "no DirectX version";
-
-    char expected[64];
-    unsigned long letter = version & 0xFF;
-    std::snprintf(expected, sizeof expected, "Detected DirectX Version: %lu.%lu%c\r\n", version >> 16,
-                  (version >> 8) & 0xFF, letter ? static_cast<char>('a' - 1 + letter) : ' ');
-    HANDLE file = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(INVALID_HANDLE_VALUE, file);
-    char content[4096];
-    DWORD got = 0;
-    ReadFile(file, content, sizeof content, &got, nullptr);
-    CloseHandle(file);
-    DeleteFileA(path);
-    std::string logged(content, got);
-    EXPECT_NE(std::string::npos, logged.find(expected)) << logged;
+    const std::string logged = logclient::readFile(path);
+    DeleteFileA(path.c_str());
     // Wine's diagnostics report 9.0c.
     EXPECT_EQ(0x00090003ul, version);
+    EXPECT_NE(std::string::npos, logged.find("Detected DirectX Version: 9.0c\r\n")) << logged;
 }
 
 TEST(SysInfo, EnvironmentVariables)
 {
-    ASSERT_TRUE(SetEnvironmentVariableA("QVCORE_TEST_VAR", "value \xE9t\xE9"));
-    EXPECT_EQ(String::FromSystemMultibyte("value \xE9t\xE9"), SysInfo::GetEnvironmentVariableA(String(L"QVCORE_TEST_VAR")));
-    ASSERT_TRUE(SetEnvironmentVariableA("QVCORE_TEST_VAR", ""));
-    EXPECT_TRUE(SysInfo::GetEnvironmentVariableA(String(L"QVCORE_TEST_VAR")).empty());
-    ASSERT_TRUE(SetEnvironmentVariableA("QVCORE_TEST_VAR", nullptr));
-    EXPECT_TRUE(SysInfo::GetEnvironmentVariableA(String(L"QVCORE_TEST_VAR")).empty());
-    std::string big(5000, 'x');
-    ASSERT_TRUE(SetEnvironmentVariableA("QVCORE_TEST_VAR", big.c_str()));
-    EXPECT_EQ(big, text(SysInfo::GetEnvironmentVariableA(String(L"QVCORE_TEST_VAR"))));
-    SetEnvironmentVariableA("QVCORE_TEST_VAR", nullptr);
+    const std::string big(5000, 'x');
+    const char *values[] = {"value \xE9t\xE9", big.c_str(), "", nullptr};
+    for (const char *value : values) {
+        ASSERT_TRUE(SetEnvironmentVariableA("QVCORE_TEST_VAR", value));
+        EXPECT_EQ(String::FromSystemMultibyte(value ? value : ""),
+                  SysInfo::GetEnvironmentVariableA(String(L"QVCORE_TEST_VAR")));
+    }
 }
 
-TEST(SysInfo, InstalledCodepagesReplaceTheMapContent)
+TEST(SysInfo, InstalledCodepagesReplaceTheMapContentOnEachThread)
 {
     std::map<unsigned int, String> pages;
     pages[4242] = String(L"stale");
     SysInfo::EnumInstalledCodepages(pages);
     EXPECT_EQ(0u, pages.count(4242));
-    ASSERT_EQ(1u, pages.count(1252));
-    ASSERT_EQ(1u, pages.count(437));
+    ASSERT_TRUE(pages.count(1252) && pages.count(437));
     for (const auto &page : pages) {
         CPINFOEXA info;
         ASSERT_TRUE(IsValidCodePage(page.first) && GetCPInfoExA(page.first, 0, &info)) << page.first;
         EXPECT_EQ(std::string(info.CodePageName), text(page.second)) << page.first;
     }
 
-    // Each thread fills its own map.
-    struct Enumerator : Thread {
-        std::map<unsigned int, String> pages;
-        unsigned long run() override
-        {
-            SysInfo::EnumInstalledCodepages(pages);
-            return 0;
-        }
-    } a, b;
-    ASSERT_TRUE(a.start());
-    ASSERT_TRUE(b.start());
-    a.waitForEnd(INFINITE);
-    b.waitForEnd(INFINITE);
-    EXPECT_EQ(pages, a.pages);
-    EXPECT_EQ(pages, b.pages);
+    std::map<unsigned int, String> a, b;
+    std::thread first([&a] { SysInfo::EnumInstalledCodepages(a); }), second([&b] { SysInfo::EnumInstalledCodepages(b); });
+    first.join();
+    second.join();
+    EXPECT_EQ(pages, a);
+    EXPECT_EQ(pages, b);
 }
 
-TEST(SysParamWatcher, AppliesReappliesAndRestoresScreenSaverTimeout)
+TEST(SysParamWatcher, AppliesReappliesAndRestoresRealParameters)
 {
-    unsigned int original = screenSaverTimeout();
-    unsigned int wanted = original + 123;
+    const unsigned int timeout = param(SPI_GETSCREENSAVETIMEOUT), hover = param(SPI_GETMOUSEHOVERTIME);
     {
         SysParamWatcher watcher;
-        watcher.SetParamToWatch(SPI_SETSCREENSAVETIMEOUT, SPI_GETSCREENSAVETIMEOUT, wanted);
-        EXPECT_EQ(original, screenSaverTimeout()) << "nothing applied before watching";
+        watcher.SetParamToWatch(SPI_SETSCREENSAVETIMEOUT, SPI_GETSCREENSAVETIMEOUT, timeout + 11);
+        watcher.SetParamToWatch(SPI_SETMOUSEHOVERTIME, SPI_GETMOUSEHOVERTIME, hover + 13);
+        EXPECT_EQ(timeout, param(SPI_GETSCREENSAVETIMEOUT)) << "applied before watching";
         watcher.SetUpdateInterval(1);
         watcher.StartWatching(true);
         EXPECT_TRUE(watcher.IsWatching());
-        EXPECT_EQ(wanted, screenSaverTimeout());
-
-        setScreenSaverTimeout(original + 7);  // behind the watcher's back
-        EXPECT_TRUE(waitForTimeout(wanted, 3000)) << "the timer did not re-apply the wanted value";
-
+        EXPECT_EQ(timeout + 11, param(SPI_GETSCREENSAVETIMEOUT));
+        setParam(SPI_SETSCREENSAVETIMEOUT, timeout + 7);  // behind the watcher's back
+        EXPECT_TRUE(waitForParam(SPI_GETSCREENSAVETIMEOUT, timeout + 11)) << "the timer did not re-apply it";
         watcher.StopWatching();
         EXPECT_FALSE(watcher.IsWatching());
-        EXPECT_EQ(original, screenSaverTimeout());
+        EXPECT_EQ(timeout, param(SPI_GETSCREENSAVETIMEOUT));
+        EXPECT_EQ(hover, param(SPI_GETMOUSEHOVERTIME));
 
         // Re-watching a pair replaces the wanted value and re-reads the saved one.
-        setScreenSaverTimeout(original + 50);
-        watcher.SetParamToWatch(SPI_SETSCREENSAVETIMEOUT, SPI_GETSCREENSAVETIMEOUT, wanted + 1);
+        setParam(SPI_SETSCREENSAVETIMEOUT, timeout + 50);
+        watcher.SetParamToWatch(SPI_SETSCREENSAVETIMEOUT, SPI_GETSCREENSAVETIMEOUT, timeout + 12);
         watcher.StartWatching(false);
-        EXPECT_EQ(wanted + 1, screenSaverTimeout());
+        EXPECT_EQ(timeout + 12, param(SPI_GETSCREENSAVETIMEOUT));
         watcher.RestoreDefaults();
-        EXPECT_EQ(original + 50, screenSaverTimeout());
+        EXPECT_EQ(timeout + 50, param(SPI_GETSCREENSAVETIMEOUT));
 
-        // The destructor restores while watching.
+        // Removing a parameter while watching restores it; the timer keeps applying the rest.
         watcher.StartWatching(false);
-        EXPECT_EQ(wanted + 1, screenSaverTimeout());
+        watcher.RemoveParamFromWatchlist(SPI_SETSCREENSAVETIMEOUT);
+        EXPECT_EQ(timeout + 50, param(SPI_GETSCREENSAVETIMEOUT));
+        EXPECT_TRUE(watcher.IsWatching());
+        setParam(SPI_SETMOUSEHOVERTIME, hover + 1);
+        EXPECT_TRUE(waitForParam(SPI_GETMOUSEHOVERTIME, hover + 13)) << "no re-application after the removal";
+        EXPECT_EQ(timeout + 50, param(SPI_GETSCREENSAVETIMEOUT)) << "the removed parameter was applied again";
     }
-    EXPECT_EQ(original + 50, screenSaverTimeout());
-    setScreenSaverTimeout(original);
-}
-
-TEST(SysParamWatcher, RemovingAParameterWhileWatchingRestoresIt)
-{
-    unsigned int original = screenSaverTimeout();
-    SysParamWatcher watcher;
-    watcher.SetParamToWatch(SPI_SETSCREENSAVETIMEOUT, SPI_GETSCREENSAVETIMEOUT, original + 99);
-    watcher.StartWatching(true);
-    ASSERT_EQ(original + 99, screenSaverTimeout());
-    watcher.RemoveParamFromWatchlist(SPI_SETSCREENSAVETIMEOUT);
-    EXPECT_EQ(original, screenSaverTimeout());
-    EXPECT_TRUE(watcher.IsWatching());
-    setScreenSaverTimeout(original + 5);
-    watcher.ApplyValues();  // nothing left to apply
-    EXPECT_EQ(original + 5, screenSaverTimeout());
-    watcher.StopWatching();
-    setScreenSaverTimeout(original);
-}
-
-TEST(SysParamWatcher, TimerKeepsReapplyingTheRestAfterARemoval)
-{
-    unsigned int originalTimeout = screenSaverTimeout(), originalHover = 0;
-    ASSERT_TRUE(SystemParametersInfoA(SPI_GETMOUSEHOVERTIME, 0, &originalHover, 0));
-    SysParamWatcher watcher;
-    watcher.SetParamToWatch(SPI_SETSCREENSAVETIMEOUT, SPI_GETSCREENSAVETIMEOUT, originalTimeout + 11);
-    watcher.SetParamToWatch(SPI_SETMOUSEHOVERTIME, SPI_GETMOUSEHOVERTIME, originalHover + 13);
-    watcher.SetUpdateInterval(1);
-    watcher.StartWatching(true);
-    watcher.RemoveParamFromWatchlist(SPI_SETSCREENSAVETIMEOUT);
-    EXPECT_EQ(originalTimeout, screenSaverTimeout());
-
-    SystemParametersInfoA(SPI_SETMOUSEHOVERTIME, originalHover + 1, nullptr, 0);
-    unsigned int hover = 0;
-    for (int waited = 0; waited < 3000 && hover != originalHover + 13; waited += 20) {
-        Sleep(20);
-        SystemParametersInfoA(SPI_GETMOUSEHOVERTIME, 0, &hover, 0);
-    }
-    EXPECT_EQ(originalHover + 13, hover) << "no re-application after the removal";
-    EXPECT_EQ(originalTimeout, screenSaverTimeout()) << "the removed parameter was applied again";
-    watcher.StopWatching();
-    SystemParametersInfoA(SPI_GETMOUSEHOVERTIME, 0, &hover, 0);
-    EXPECT_EQ(originalHover, hover);
-    setScreenSaverTimeout(originalTimeout);
+    EXPECT_EQ(hover, param(SPI_GETMOUSEHOVERTIME)) << "the destructor did not restore while watching";
+    setParam(SPI_SETSCREENSAVETIMEOUT, timeout);
 }

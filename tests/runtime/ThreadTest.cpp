@@ -7,11 +7,10 @@
 #include <atomic>
 #include <mutex>
 #include <string>
-#include <vector>
+#include <thread>
 
 namespace {
 
-// A handle that closes itself.
 struct Event {
     HANDLE h = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     ~Event() { CloseHandle(h); }
@@ -19,156 +18,85 @@ struct Event {
     bool wait(DWORD ms) { return WaitForSingleObject(h, ms) == WAIT_OBJECT_0; }
 };
 
-// Records what happens on which thread, in order.
-class Journal {
-public:
+// Records, in order, its hooks and each run's priority; a run lasts until release is set.
+struct RecordingThread : Thread {
+    HANDLE release = nullptr;
+    std::mutex mutex;
+    std::string journal;
     void add(const std::string &what)
     {
-        std::lock_guard<std::mutex> lock(mutex_);
-        entries_.push_back(what);
+        std::lock_guard<std::mutex> lock(mutex);
+        journal += what + "; ";
     }
-    std::vector<std::string> entries()
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return entries_;
-    }
-
-private:
-    std::mutex mutex_;
-    std::vector<std::string> entries_;
-};
-
-class RecordingThread : public Thread {
-public:
-    explicit RecordingThread(Journal &journal, HANDLE release = nullptr) : journal_(journal), release_(release) {}
-
-    DWORD bodyThreadId = 0;
-    int bodyPriority = -999;
-    std::atomic<int> runs{0};
-
-protected:
-    void init(bool starting) override { journal_.add(starting ? "init(true)" : "init(false)"); }
+    void init(bool starting) override { add(starting ? "init(true)" : "init(false)"); }
     unsigned long run() override
     {
-        int n = ++runs;
-        journal_.add("run " + std::to_string(n) + " begins");
-        bodyThreadId = GetCurrentThreadId();
-        bodyPriority = GetThreadPriority(GetCurrentThread());
-        if (release_)
-            WaitForSingleObject(release_, 10000);
-        journal_.add("run " + std::to_string(n) + " ends");
+        add("run at " + std::to_string(GetThreadPriority(GetCurrentThread())));
+        WaitForSingleObject(release, 10000);
+        add("run ends");
         return 0;
     }
-
-private:
-    Journal &journal_;
-    HANDLE release_;
 };
-
-}  // namespace
 
 TEST(Thread, NeverStartedThreadIsNotRunning)
 {
-    Journal journal;
-    RecordingThread thread(journal);
+    RecordingThread thread;
     EXPECT_FALSE(thread.isRunning());
     EXPECT_TRUE(thread.waitForEnd(0));
     thread.setPriority(IQvThread::Highest);  // no thread attached: nothing to do
-    EXPECT_TRUE(journal.entries().empty());
+    EXPECT_EQ("", thread.journal);
 }
 
-TEST(Thread, BodyRunsBetweenInitHooksOnNewThreadWithRequestedPriority)
+TEST(Thread, StartRunsBodyBetweenHooksWithPriorityAfterThePreviousRunEnded)
 {
-    Journal journal;
     Event release;
-    RecordingThread thread(journal, release.h);
+    RecordingThread thread;
+    thread.release = release.h;
     ASSERT_TRUE(thread.start(IQvThread::Lowest));
     EXPECT_TRUE(thread.isRunning());
     EXPECT_FALSE(thread.waitForEnd(20));
-    release.set();
-    EXPECT_TRUE(thread.waitForEnd(INFINITE));
-    EXPECT_FALSE(thread.isRunning());
-
-    EXPECT_EQ((std::vector<std::string>{"init(true)", "run 1 begins", "run 1 ends", "init(false)"}),
-              journal.entries());
-    EXPECT_NE(GetCurrentThreadId(), thread.bodyThreadId);
-    EXPECT_EQ(THREAD_PRIORITY_LOWEST, thread.bodyPriority);
-
-    ASSERT_TRUE(thread.start(IQvThread::Highest));
-    thread.waitForEnd(INFINITE);
-    EXPECT_EQ(THREAD_PRIORITY_HIGHEST, thread.bodyPriority);
-}
-
-TEST(Thread, StartDuringRunWaitsForThatRunToEnd)
-{
-    Journal journal;
-    Event release;
-    RecordingThread thread(journal, release.h);
-    ASSERT_TRUE(thread.start());
 
     // Something else ends the first run a little later; until then the second start blocks.
     std::atomic<bool> released{false};
-    struct Releaser : Thread {
-        Event *release;
-        std::atomic<bool> *released;
-        unsigned long run() override
-        {
-            Sleep(100);
-            released->store(true);
-            release->set();
-            return 0;
-        }
-    } releaser;
-    releaser.release = &release;
-    releaser.released = &released;
-    ASSERT_TRUE(releaser.start());
-
-    ASSERT_TRUE(thread.start());
+    std::thread releaser([&] {
+        Sleep(100);
+        released = true;
+        release.set();
+    });
+    ASSERT_TRUE(thread.start(IQvThread::Highest));
     EXPECT_TRUE(released.load()) << "the second run began before the first was released";
-    thread.waitForEnd(INFINITE);
-    releaser.waitForEnd(INFINITE);
+    EXPECT_TRUE(thread.waitForEnd(INFINITE));
+    EXPECT_FALSE(thread.isRunning());
+    releaser.join();
 
-    EXPECT_EQ((std::vector<std::string>{"init(true)", "run 1 begins", "run 1 ends", "init(false)", "init(true)",
-                                        "run 2 begins", "run 2 ends", "init(false)"}),
-              journal.entries());
+    EXPECT_EQ("init(true); run at -2; run ends; init(false); init(true); run at 2; run ends; init(false); ",
+              thread.journal);
 }
+
+// The result of the body's own COM initialisation: S_FALSE inside an apartment.
+template <class Base>
+struct ComProbe : Base {
+    HRESULT result = E_FAIL;
+    unsigned long run() override
+    {
+        if (SUCCEEDED(result = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)))
+            CoUninitialize();
+        return 0;
+    }
+};
 
 TEST(Thread, ComThreadBodyRunsInsideAnApartment)
 {
-    struct Probe : COMThread {
-        HRESULT second = E_FAIL;
-        unsigned long run() override
-        {
-            // Already initialised as a single-threaded apartment by init(true): S_FALSE.
-            second = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-            if (SUCCEEDED(second))
-                CoUninitialize();
-            return 0;
-        }
-    } com;
-    ASSERT_TRUE(com.start());
+    ComProbe<COMThread> com;
+    ComProbe<Thread> plain;
+    ASSERT_TRUE(com.start() && plain.start());
     com.waitForEnd(INFINITE);
-    EXPECT_EQ(S_FALSE, com.second);
-
-    struct Plain : Thread {
-        HRESULT first = E_FAIL;
-        unsigned long run() override
-        {
-            first = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-            if (SUCCEEDED(first))
-                CoUninitialize();
-            return 0;
-        }
-    } plain;
-    ASSERT_TRUE(plain.start());
     plain.waitForEnd(INFINITE);
-    EXPECT_EQ(S_OK, plain.first);
+    EXPECT_EQ(S_FALSE, com.result);
+    EXPECT_EQ(S_OK, plain.result);
 }
 
-namespace {
-
-class CountingTarget : public ITimerTarget {
-public:
+struct CountingTarget : ITimerTarget {
     std::atomic<int> ticks{0};
     std::atomic<unsigned int> lastId{0};
     std::atomic<DWORD> threadId{0};
@@ -180,57 +108,41 @@ public:
     }
 };
 
-}  // namespace
-
-TEST(Timer, PeriodicTimerTicksOnTimerThreadUntilKilled)
+TEST(Timer, PeriodicTicksOnTimerThreadUntilKilledOneShotOnceAfterItsDelay)
 {
-    CountingTarget target;
-    unsigned int id = QvSetTimer(1, 10, &target, true);
-    ASSERT_NE(0u, id);
-    for (int i = 0; i < 200 && target.ticks < 5; ++i)
-        Sleep(10);
-    QvKillTimer(id);
-    ASSERT_GE(target.ticks.load(), 5);
-    EXPECT_EQ(id, target.lastId.load());
-    EXPECT_NE(GetCurrentThreadId(), target.threadId.load());
-
-    int after = target.ticks;
-    Sleep(100);
-    EXPECT_EQ(after, target.ticks.load()) << "ticks after QvKillTimer";
-}
-
-TEST(Timer, OneShotTimerFiresOnceAfterTheDelayAndNullTargetIsHarmless)
-{
-    CountingTarget target;
-    // Resolution first, delay second: the tick comes after 250 ms, not after 1 ms.
+    CountingTarget periodic, once;
     DWORD set = GetTickCount();
-    unsigned int id = QvSetTimer(1, 250, &target, false);
-    ASSERT_NE(0u, id);
-    unsigned int idle = QvSetTimer(1, 5, nullptr, true);
-    EXPECT_NE(0u, idle);
+    unsigned int id = QvSetTimer(1, 10, &periodic, true);
+    // Resolution first, delay second: the tick comes after 250 ms, not after 1 ms.
+    unsigned int onceId = QvSetTimer(1, 250, &once, false);
+    unsigned int idle = QvSetTimer(1, 5, nullptr, true);  // ticks that do nothing
+    ASSERT_TRUE(id && onceId && idle);
     Sleep(100);
-    EXPECT_EQ(0, target.ticks.load()) << "the timer took its resolution as its delay";
-    for (int i = 0; i < 200 && target.ticks == 0; ++i)
+    EXPECT_EQ(0, once.ticks.load()) << "the timer took its resolution as its delay";
+    for (int i = 0; i < 200 && once.ticks == 0; ++i)
         Sleep(10);
     DWORD fired = GetTickCount();
+    QvKillTimer(id);
+    int after = periodic.ticks;
     Sleep(100);
     QvKillTimer(idle);
-    EXPECT_EQ(1, target.ticks.load());
-    EXPECT_EQ(id, target.lastId.load());
+    EXPECT_EQ(1, once.ticks.load());
+    EXPECT_EQ(onceId, once.lastId.load());
     EXPECT_GE(fired - set, 200u);
+    EXPECT_GE(after, 5);
+    EXPECT_EQ(after, periodic.ticks.load()) << "ticks after QvKillTimer";
+    EXPECT_EQ(id, periodic.lastId.load());
+    EXPECT_NE(GetCurrentThreadId(), periodic.threadId.load());
 }
 
 TEST(Timer, KillTimerReturnsOnlyAfterATickUnderWayHasFinished)
 {
-    // A tick that takes a while: QvKillTimer called meanwhile must not return before it ends,
-    // or the caller would destroy a target that is still in use.
+    // Otherwise the caller could destroy a target that is still in use.
     struct SlowTarget : ITimerTarget {
         std::atomic<bool> inside{false};
-        std::atomic<int> ticks{0};
         void OnTimer(unsigned int) override
         {
             inside = true;
-            ++ticks;
             Sleep(200);
             inside = false;
         }
@@ -242,14 +154,9 @@ TEST(Timer, KillTimerReturnsOnlyAfterATickUnderWayHasFinished)
     ASSERT_TRUE(target.inside.load()) << "no tick began";
     QvKillTimer(id);
     EXPECT_FALSE(target.inside.load()) << "QvKillTimer returned while a tick was running";
-    int ticks = target.ticks;
-    Sleep(100);
-    EXPECT_EQ(ticks, target.ticks.load()) << "ticks after QvKillTimer";
 
     // A target may stop its own timer from its tick without waiting for itself.
-    struct SelfStopping : ITimerTarget {
-        std::atomic<unsigned int> id{0};
-        std::atomic<int> ticks{0};
+    struct SelfStopping : CountingTarget {
         Event stopped;
         void OnTimer(unsigned int timerId) override
         {
@@ -263,3 +170,5 @@ TEST(Timer, KillTimerReturnsOnlyAfterATickUnderWayHasFinished)
     Sleep(50);
     EXPECT_EQ(1, self.ticks.load());
 }
+
+}  // namespace
