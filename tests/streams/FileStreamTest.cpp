@@ -11,26 +11,18 @@
 namespace {
 
 // A fresh file name in the temporary folder, deleted at the end of the test.
-class TempFile {
-public:
+struct TempFile {
     TempFile() : path(File::GetTempFilePath(File::GetTempDirectory())) { File::DeleteFileA(path); }
     ~TempFile() { File::DeleteFileA(path); }
     std::string Content() const
     {
-        FileInputStream in(path);
         std::string all;
-        char buffer[4096];
-        try {
-            for (;;)
-                all.append(buffer, in.ReadSome(buffer, sizeof buffer));
-        } catch (const StreamBase::Exception &) {
-        }
+        File(path, GENERIC_READ, FILE_SHARE_READ, false, OPEN_EXISTING, 0).Read(all);
         return all;
     }
     void Put(const std::string &content) const
     {
-        FileOutputStream out(path, false);
-        out.Write(content.data(), static_cast<int>(content.size()));
+        FileOutputStream(path, false).Write(content.data(), static_cast<int>(content.size()));
     }
     String path;
 };
@@ -40,10 +32,7 @@ public:
 TEST(FileOutputStream, AppendKeepsTruncateReplacesAndBothCreate)
 {
     TempFile a, b;
-    {
-        FileOutputStream created(a.path, true);
-        created.Write("one", 3);
-    }
+    FileOutputStream(a.path, true).Write("one", 3);
     EXPECT_EQ("one", a.Content());
     {
         FileOutputStream appended(a.path, true);
@@ -52,14 +41,9 @@ TEST(FileOutputStream, AppendKeepsTruncateReplacesAndBothCreate)
         appended.Flush();
     }
     EXPECT_EQ("onetwo", a.Content());
-    {
-        FileOutputStream truncated(a.path, false);
-        truncated.Write("3", 1);
-    }
+    FileOutputStream(a.path, false).Write("3", 1);
     EXPECT_EQ("3", a.Content());
-    {
-        FileOutputStream created(b.path, false);
-    }
+    FileOutputStream(b.path, false).Flush();
     EXPECT_TRUE(File::FileExists(b.path));
     EXPECT_EQ("", b.Content());
 }
@@ -82,8 +66,7 @@ TEST(FileInputStream, ReadingPastTheEndThrowsCode5AndConsumesWhatWasThere)
     file.Put("abcdef");
     FileInputStream in(file.path);
     char buffer[8] = {};
-    in.Read(buffer, 2);
-    EXPECT_EQ("ab", std::string(buffer, 2));
+    EXPECT_EQ("ab", readBytes(in, 2));
     EXPECT_STREAM_EXCEPTION(in.Read(buffer, 8), 5, "Read beyond end of file");
     EXPECT_EQ("cdef", std::string(buffer, 4));
     EXPECT_STREAM_EXCEPTION(in.Read(buffer, 1), 5, "Read beyond end of file");
@@ -116,9 +99,7 @@ TEST(FileStreams, OverAFileUseItsHandleWithoutOwningIt)
     file.SetFilePos(0, 0);
     {
         FileInputStream in(file);
-        char buffer[8];
-        in.Read(buffer, 8);
-        EXPECT_EQ("headtail", std::string(buffer, 8));
+        EXPECT_EQ("headtail", readBytes(in, 8));
     }
     EXPECT_EQ(8, file.GetFilePos());
 }
@@ -159,8 +140,7 @@ TEST(FileStreams, AFullChainRoundTripsThroughAFile)
         buffered.Flush();  // everything in front of the file, front first
     }  // destroyed front to back: the compressor finishes, the CRC and Base64 tails follow
 
-    std::string text = temp.Content();
-    EXPECT_EQ('\n', text.back());
+    EXPECT_EQ('\n', temp.Content().back());
     FileInputStream file(temp.path);
     BufferedInputStream buffered(file);
     Base64DecodingStream base64(buffered);
@@ -174,7 +154,5 @@ TEST(FileStreams, AFullChainRoundTripsThroughAFile)
     EXPECT_EQ(42, number);
     EXPECT_EQ("header", header);
     EXPECT_EQ(String(L"wide"), String(wide));
-    std::string back(payload.size(), '\0');
-    decompress.Read(&back[0], static_cast<int>(back.size()));
-    EXPECT_EQ(payload, back);
+    EXPECT_EQ(payload, readBytes(decompress, static_cast<int>(payload.size())));
 }
