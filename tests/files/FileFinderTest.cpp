@@ -71,19 +71,15 @@ class FileFinderTest : public filetest::TempDirectoryTest {};
 
 }  // namespace
 
-TEST(FileData, HasTheSystemsWideFindRecordLayout)
+TEST_F(FileFinderTest, EntriesHaveTheSystemsWideFindRecordLayout)
 {
     // The raw bytes of a found entry are the system's own wide record for the same file.
-    char temp[MAX_PATH + 1] = {};
-    ASSERT_NE(0u, GetTempPathA(sizeof temp, temp));
-    String file = String::FromSystemMultibyte(std::string(temp) + "qvfiles-layout-" +
-                                              std::to_string(GetCurrentProcessId()) + ".bin");
-    filetest::writeFile(file, std::string(70000, 'x'));
+    String file = path(L"layout.bin");
+    writeFile(file, std::string(70000, 'x'));
     FileFinder finder(file, false);
     WIN32_FIND_DATAW system;
     std::memset(&system, 0, sizeof system);  // the system leaves the names' tails as they were
     HANDLE search = FindFirstFileW(reinterpret_cast<const wchar_t *>(file.c_str()), &system);
-    DeleteFileA(file.SystemMultibyte().c_str());
     ASSERT_NE(INVALID_HANDLE_VALUE, search);
     FindClose(search);
     ASSERT_TRUE(finder.IsValid());
