@@ -17,6 +17,13 @@ public:
 
 class FileTest : public filetest::TempDirectoryTest {
 protected:
+    // Open files cannot be removed with their directory.
+    void TearDown() override
+    {
+        first.Close();
+        second.Close();
+        TempDirectoryTest::TearDown();
+    }
     // Two read-write handles on one existing file of the given content.
     void openTwice(const wchar_t *name, const std::string &content)
     {
