@@ -1,9 +1,5 @@
 #include "StreamTestSupport.h"
 
-#include "qvcore/streams/Base64Stream.h"
-#include "qvcore/streams/BufferedStream.h"
-#include "qvcore/streams/CRCStream.h"
-#include "qvcore/streams/CompressingStream.h"
 #include "qvcore/streams/FileStream.h"
 
 #include <cstring>
@@ -123,36 +119,4 @@ TEST(FileStreams, DirectoryEntriesTravelAsTheir592ByteRecord)
     EXPECT_TRUE(back == found);
     EXPECT_EQ(found.GetFileName(), back.GetFileName());
     EXPECT_EQ(0, in.Remaining());
-}
-
-TEST(FileStreams, AFullChainRoundTripsThroughAFile)
-{
-    TempFile temp;
-    std::string payload = textBytes(30000) + patternBytes(30000);
-    {
-        FileOutputStream file(temp.path, false);
-        BufferedOutputStream buffered(file);
-        Base64EncodingStream base64(buffered, 76);
-        CRCOutputStream crc(base64);
-        CompressingStream compress(crc, 9);
-        compress << 42 << std::string("header") << String(L"wide");
-        compress.Write(payload.data(), static_cast<int>(payload.size()));
-        buffered.Flush();  // everything in front of the file, front first
-    }  // destroyed front to back: the compressor finishes, the CRC and Base64 tails follow
-
-    EXPECT_EQ('\n', temp.Content().back());
-    FileInputStream file(temp.path);
-    BufferedInputStream buffered(file);
-    Base64DecodingStream base64(buffered);
-    BufferedInputStream groups(base64);  // the CRC reader's sizes do not match Base64 groups
-    CRCInputStream crc(groups);
-    DecompressingStream decompress(crc);
-    int number = 0;
-    std::string header;
-    std::basic_string<unsigned short> wide;
-    decompress >> number >> header >> wide;
-    EXPECT_EQ(42, number);
-    EXPECT_EQ("header", header);
-    EXPECT_EQ(String(L"wide"), String(wide));
-    EXPECT_EQ(payload, readBytes(decompress, static_cast<int>(payload.size())));
 }
