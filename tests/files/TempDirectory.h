@@ -2,14 +2,16 @@
 #define QVCORE_TESTS_FILES_TEMPDIRECTORY_H
 
 // Shared by the file tests: a fresh directory per test, made and removed with the system's own
-// calls so that the code under test never cleans up after itself.
+// calls and the C++ library so that the code under test never cleans up after itself.
 
 #include "qvcore/files/File.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <ostream>
 #include <string>
+#include <system_error>
 
 inline void PrintTo(const String &text, std::ostream *out) { *out << '"' << text.Utf8() << '"'; }
 
@@ -26,24 +28,6 @@ inline void PrintTo(const String &text, std::ostream *out) { *out << '"' << text
     } while (0)
 
 namespace filetest {
-
-inline void removeTree(const std::string &dir)
-{
-    WIN32_FIND_DATAA found;
-    HANDLE search = FindFirstFileA((dir + "\\*").c_str(), &found);
-    for (bool more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileA(search, &found)) {
-        std::string name = found.cFileName, path = dir + "\\" + name;
-        if (name == "." || name == "..")
-            continue;
-        SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-        if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-            removeTree(path);
-        else
-            DeleteFileA(path.c_str());
-    }
-    FindClose(search);
-    RemoveDirectoryA(dir.c_str());
-}
 
 inline void writeFile(const String &path, const std::string &bytes)
 {
@@ -79,8 +63,9 @@ protected:
     void TearDown() override
     {
         SetCurrentDirectoryA(cwd_);
+        std::error_code ignored;
         if (!dir_.empty())
-            removeTree(narrowDir_);
+            std::filesystem::remove_all(std::filesystem::path(narrowDir_), ignored);
     }
 
     const String &dir() const { return dir_; }

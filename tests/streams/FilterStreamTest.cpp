@@ -85,10 +85,9 @@ TEST(Base64Encoding, WritesOneGroupPerWriteAndPadsAtAMidStreamFlush)
 
 TEST(Base64Memory, SizesAndDecodingRules)
 {
-    EXPECT_EQ(0, Base64EncodingStream::Base64MemoryEncodedSize(0));
-    EXPECT_EQ(4, Base64EncodingStream::Base64MemoryEncodedSize(1));
-    EXPECT_EQ(4, Base64EncodingStream::Base64MemoryEncodedSize(3));
-    EXPECT_EQ(8, Base64EncodingStream::Base64MemoryEncodedSize(4));
+    const int encodedSizes[][2] = {{0, 0}, {1, 4}, {3, 4}, {4, 8}};
+    for (auto &size : encodedSizes)
+        EXPECT_EQ(size[1], Base64EncodingStream::Base64MemoryEncodedSize(size[0])) << size[0];
     EXPECT_EQ(3, Base64EncodingStream::Base64MemoryDecodedMaxSize(5));
     EXPECT_EQ(0, Base64EncodingStream::Base64MemoryDecodedMaxSize(3));
 
