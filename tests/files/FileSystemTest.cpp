@@ -7,25 +7,21 @@
 #include <cwctype>
 
 using filetest::makeDirectory;
-using filetest::TempDirectoryTest;
 using filetest::writeFile;
 
 namespace {
 
-class FileSystemTest : public TempDirectoryTest {};
-
-bool allDigits(const String &text)
-{
-    for (unsigned short unit : text) {
-        if (unit < '0' || unit > '9')
-            return false;
+class FileSystemTest : public filetest::TempDirectoryTest {
+protected:
+    String next(const wchar_t *name, const wchar_t *ext, unsigned *counter = nullptr, const wchar_t *format = nullptr)
+    {
+        return File::GetNextFilePath(dir(), name, ext, counter, format);
     }
-    return !text.empty();
-}
+};
 
 }  // namespace
 
-TEST_F(FileSystemTest, ExistenceAndDirectoryTests)
+TEST_F(FileSystemTest, ExistenceDirectoryTestsAndCreation)
 {
     writeFile(path(L"file.txt"), "abc");
     makeDirectory(path(L"sub"));
@@ -39,12 +35,28 @@ TEST_F(FileSystemTest, ExistenceAndDirectoryTests)
 
     // Names beyond what the system allows are simply not there.
     String tooLong = path(String::FromChar('y', 400));
-    EXPECT_FALSE(File::FileExists(tooLong));
-    EXPECT_FALSE(File::IsDirectory(tooLong));
-    EXPECT_FALSE(File::CreatePath(tooLong));
+    EXPECT_FALSE(File::FileExists(tooLong) || File::IsDirectory(tooLong) || File::CreatePath(tooLong));
     EXPECT_EQ(0ull, File::GetSizeRecursive(tooLong));
     EXPECT_EQ(String(), File::GetCanonicalPath(tooLong));
-    EXPECT_EQ(String(), File::GetNextFilePath(tooLong, String(L"x"), String(), nullptr, nullptr));
+    EXPECT_EQ(String(), File::GetNextFilePath(tooLong, L"x", String(), nullptr, nullptr));
+
+    EXPECT_TRUE(File::CreateDirectoryA(path(L"new")));
+    EXPECT_TRUE(File::IsDirectory(path(L"new")));
+    EXPECT_TRUE(File::CreateDirectoryA(path(L"new")));  // already a directory
+    EXPECT_FALSE(File::CreateDirectoryA(path(L"file.txt")));
+    EXPECT_FALSE(File::CreateDirectoryA(path(L"a\\b")));  // parent missing
+
+    EXPECT_TRUE(File::CreatePath(path(L"a\\b\\c")));
+    EXPECT_TRUE(File::IsDirectory(path(L"a\\b\\c")));
+    EXPECT_TRUE(File::CreatePath(path(L"a\\b\\c\\")));
+    EXPECT_FALSE(File::CreatePath(path(L"file.txt\\x")));
+    EXPECT_FALSE(File::CreatePath(String()));
+
+    File::DeleteFileA(path(L"file.txt"));
+    EXPECT_FALSE(File::FileExists(path(L"file.txt")));
+    File::DeleteFileA(path(L"file.txt"));  // a missing file is no error
+    File::DeleteFileA(path(L"new"));       // nor is a directory
+    EXPECT_TRUE(File::IsDirectory(path(L"new")));
 }
 
 TEST_F(FileSystemTest, SizesOfFilesAndOfTrees)
@@ -57,10 +69,9 @@ TEST_F(FileSystemTest, SizesOfFilesAndOfTrees)
     makeDirectory(path(L"empty"));
 
     EXPECT_EQ(3ull, File::GetFileSize(path(L"three.bin")));
+    EXPECT_EQ(3ull, File::GetFileSize(path(L"th*.bin")));
     EXPECT_EQ(0ull, File::GetFileSize(path(L"sub")));
     EXPECT_EQ(0ull, File::GetFileSize(path(L"missing.bin")));
-    EXPECT_EQ(3ull, File::GetFileSize(path(L"th*.bin")));
-
     EXPECT_EQ(3ull, File::GetSizeRecursive(path(L"three.bin")));
     EXPECT_EQ(12ull, File::GetSizeRecursive(path(L"sub")));
     EXPECT_EQ(15ull, File::GetSizeRecursive(dir()));
@@ -68,38 +79,14 @@ TEST_F(FileSystemTest, SizesOfFilesAndOfTrees)
     EXPECT_EQ(0ull, File::GetSizeRecursive(path(L"missing")));
 }
 
-TEST_F(FileSystemTest, CreatingDirectoriesAndPaths)
-{
-    writeFile(path(L"file"), "");
-    EXPECT_TRUE(File::CreateDirectoryA(path(L"new")));
-    EXPECT_TRUE(File::IsDirectory(path(L"new")));
-    EXPECT_TRUE(File::CreateDirectoryA(path(L"new")));  // already a directory
-    EXPECT_FALSE(File::CreateDirectoryA(path(L"file")));
-    EXPECT_FALSE(File::CreateDirectoryA(path(L"a\\b")));  // parent missing
-
-    EXPECT_TRUE(File::CreatePath(path(L"a\\b\\c")));
-    EXPECT_TRUE(File::IsDirectory(path(L"a\\b\\c")));
-    EXPECT_TRUE(File::CreatePath(path(L"a\\b\\c\\")));
-    EXPECT_FALSE(File::CreatePath(path(L"file\\x")));
-    EXPECT_FALSE(File::CreatePath(String()));
-
-    File::DeleteFileA(path(L"file"));
-    EXPECT_FALSE(File::FileExists(path(L"file")));
-    File::DeleteFileA(path(L"file"));  // a missing file is no error
-    File::DeleteFileA(path(L"new"));   // nor is a directory
-    EXPECT_TRUE(File::IsDirectory(path(L"new")));
-}
-
 TEST_F(FileSystemTest, TemporaryAndApplicationDataFolders)
 {
     String temp = File::GetTempDirectory();
     ASSERT_FALSE(temp.empty());
     EXPECT_EQ('\\', temp[temp.length() - 1]);
-    EXPECT_TRUE(File::IsPathAbsolute(temp));
-    EXPECT_TRUE(File::IsDirectory(temp));
+    EXPECT_TRUE(File::IsPathAbsolute(temp) && File::IsDirectory(temp));
 
     String made = File::GetTempFilePath(dir());
-    ASSERT_FALSE(made.empty());
     EXPECT_EQ(dir(), File::GetDirname(made));
     EXPECT_EQ(String(L"TMP"), File::GetBasename(made, String()).Left(3).UpperCase());
     EXPECT_TRUE(File::FileExists(made));
@@ -122,9 +109,9 @@ TEST_F(FileSystemTest, FullShortAndCanonicalPaths)
     writeFile(real, "x");
 
     EXPECT_EQ(String(), File::GetFullPath(String()));
-    ASSERT_TRUE(SetCurrentDirectoryA(dir().SystemMultibyte().c_str()));
-    EXPECT_EQ(real, File::GetFullPath(String(L"Mixed Case Folder\\Long File Name.Text")));
-    EXPECT_EQ(real, File::GetFullPath(String(L".\\x\\..\\Mixed Case Folder\\Long File Name.Text")));
+    enter();
+    EXPECT_EQ(real, File::GetFullPath(L"Mixed Case Folder\\Long File Name.Text"));
+    EXPECT_EQ(real, File::GetFullPath(L".\\x\\..\\Mixed Case Folder\\Long File Name.Text"));
 
     String shortPath = File::GetShortPath(real);
     ASSERT_FALSE(shortPath.empty());
@@ -135,11 +122,9 @@ TEST_F(FileSystemTest, FullShortAndCanonicalPaths)
     // drive letter in small letters (the long-name lookup keeps the drive as it is given).
     String canonical = real;
     canonical[0] = static_cast<unsigned short>(std::towlower(canonical[0]));
-    String spelled = path(L"MIXED CASE FOLDER\\sub\\..\\long file name.TEXT");
-    EXPECT_EQ(canonical, File::GetCanonicalPath(spelled));
-    EXPECT_EQ(canonical, File::GetCanonicalPath(String(L"mixed case folder\\LONG FILE NAME.text")));
-    EXPECT_EQ(canonical, File::GetCanonicalPath(shortPath));
-    EXPECT_EQ(canonical, File::GetCanonicalPath(real));
+    for (const String &spelling : {path(L"MIXED CASE FOLDER\\sub\\..\\long file name.TEXT"),
+                                   String(L"mixed case folder\\LONG FILE NAME.text"), shortPath, real})
+        EXPECT_EQ(canonical, File::GetCanonicalPath(spelling)) << spelling.Utf8();
     EXPECT_EQ(String(), File::GetCanonicalPath(path(L"missing.txt")));
 }
 
@@ -150,8 +135,7 @@ TEST_F(FileSystemTest, LongAndNonAsciiNamesRoundTripThroughTheNarrowCalls)
     if (String::FromSystemMultibyte(accented.SystemMultibyte()) != accented)
         GTEST_SKIP() << "the ANSI code page " << GetACP() << " lacks the test's characters";
 
-    String longName = String::FromChar('L', 200) + String(L"\u00e9.data");
-    for (const String &name : {accented, longName}) {
+    for (const String &name : {accented, String(String::FromChar('L', 200) + String(L"\u00e9.data"))}) {
         String full = path(name);
         {
             File file(full, GENERIC_WRITE, 0, false, CREATE_NEW, 0);
@@ -162,9 +146,7 @@ TEST_F(FileSystemTest, LongAndNonAsciiNamesRoundTripThroughTheNarrowCalls)
         EXPECT_TRUE(File::FileExists(full));
         EXPECT_EQ(2ull, File::GetFileSize(full));
         EXPECT_EQ(name, File::GetBasename(File::GetCanonicalPath(full), String()));
-
         FileFinder finder(full, false);
-        ASSERT_TRUE(finder.IsValid());
         EXPECT_EQ(name, finder.GetFileName());
         EXPECT_EQ(full, finder.GetFilePath());
     }
@@ -172,74 +154,67 @@ TEST_F(FileSystemTest, LongAndNonAsciiNamesRoundTripThroughTheNarrowCalls)
 
 TEST_F(FileSystemTest, NextFilePathContinuesNumberedNamesAndSkipsTakenOnes)
 {
-    // A name ending in a dot and digits is tried as it is first, then counted on.
-    String first = File::GetNextFilePath(dir(), String(L"report.0007"), String(L".txt"), nullptr, nullptr);
-    EXPECT_EQ(path(L"report.0007.txt"), first);
-    EXPECT_FALSE(File::FileExists(first));  // nothing is created
-    writeFile(first, "");
-    EXPECT_EQ(path(L"report.0008.txt"),
-              File::GetNextFilePath(dir(), String(L"report.0007"), String(L".txt"), nullptr, nullptr));
+    // A name ending in a dot and digits is tried as it is first, then counted on; nothing is created.
+    EXPECT_EQ(path(L"report.0007.txt"), next(L"report.0007", L".txt"));
+    EXPECT_FALSE(File::FileExists(path(L"report.0007.txt")));
+    writeFile(path(L"report.0007.txt"), "");
+    EXPECT_EQ(path(L"report.0008.txt"), next(L"report.0007", L".txt"));
 
     // A plain name gets a dot and numbers from 1; taken ones are skipped.
-    EXPECT_EQ(path(L"log.0001.txt"), File::GetNextFilePath(dir(), String(L"log"), String(L".txt"), nullptr, nullptr));
+    EXPECT_EQ(path(L"log.0001.txt"), next(L"log", L".txt"));
     writeFile(path(L"log.0001.txt"), "");
     makeDirectory(path(L"log.0002.txt"));
-    EXPECT_EQ(path(L"log.0003.txt"), File::GetNextFilePath(dir(), String(L"log"), String(L".txt"), nullptr, nullptr));
+    EXPECT_EQ(path(L"log.0003.txt"), next(L"log", L".txt"));
 
     // A counter gives the start and receives the number after the one used.
     unsigned counter = 1;
-    EXPECT_EQ(path(L"log.0003.txt"), File::GetNextFilePath(dir(), String(L"log"), String(L".txt"), &counter, nullptr));
+    EXPECT_EQ(path(L"log.0003.txt"), next(L"log", L".txt", &counter));
     EXPECT_EQ(4u, counter);
     counter = 3;
-    EXPECT_EQ(path(L"report.0003.txt"),
-              File::GetNextFilePath(dir(), String(L"report.0007"), String(L".txt"), &counter, nullptr));
+    EXPECT_EQ(path(L"report.0003.txt"), next(L"report.0007", L".txt", &counter));
     EXPECT_EQ(4u, counter);
 
-    // A name of digits only is the number itself.
-    EXPECT_EQ(path(L"0042.dat"), File::GetNextFilePath(dir(), String(L"42"), String(L".dat"), nullptr, nullptr));
+    // A name of digits only is the number itself; digits without a dot before them are part of the name.
+    EXPECT_EQ(path(L"0042.dat"), next(L"42", L".dat"));
     writeFile(path(L"0042.dat"), "");
-    EXPECT_EQ(path(L"0043.dat"), File::GetNextFilePath(dir(), String(L"0042"), String(L".dat"), nullptr, nullptr));
-
-    // Digits without a dot before them are part of the name.
-    EXPECT_EQ(path(L"take2.0001"), File::GetNextFilePath(dir(), String(L"take2"), String(), nullptr, nullptr));
+    EXPECT_EQ(path(L"0043.dat"), next(L"0042", L".dat"));
+    EXPECT_EQ(path(L"take2.0001"), next(L"take2", L""));
     // The format and invalid characters.
-    EXPECT_EQ(path(L"log.5.txt"), File::GetNextFilePath(dir(), String(L"log.5"), String(L".txt"), nullptr, L"%d"));
-    EXPECT_EQ(path(L"a_b.0001_x"), File::GetNextFilePath(dir(), String(L"a:b"), String(L"?x"), nullptr, nullptr));
+    EXPECT_EQ(path(L"log.5.txt"), next(L"log.5", L".txt", nullptr, L"%d"));
+    EXPECT_EQ(path(L"a_b.0001_x"), next(L"a:b", L"?x"));
 
     // A directory that cannot be searched gives up instead of counting for ever.
     counter = 9;
-    EXPECT_EQ(String(), File::GetNextFilePath(path(L"missing"), String(L"log"), String(L".txt"), &counter, nullptr));
+    EXPECT_EQ(String(), File::GetNextFilePath(path(L"missing"), L"log", L".txt", &counter, nullptr));
     EXPECT_EQ(9u, counter);
 }
 
 TEST_F(FileSystemTest, RandomFilePathKeepsTheStemUpToTheLastDot)
 {
-    String made = File::GetRandomFilePath(dir(), String(L"shot.old.png"), String(L".jpg"));
+    String made = File::GetRandomFilePath(dir(), L"shot.old.png", L".jpg");
     ASSERT_EQ(dir(), File::GetDirname(made));
     String name = File::GetBasename(made, String());
     ASSERT_EQ(9u + 10u + 4u, name.length()) << name.Utf8();
     EXPECT_EQ(String(L"shot.old."), name.Left(9));
-    EXPECT_TRUE(allDigits(name.substr(9, 10))) << name.Utf8();
+    for (unsigned i = 9; i < 19; ++i)
+        EXPECT_TRUE(name[i] >= '0' && name[i] <= '9') << name.Utf8();
     EXPECT_EQ(String(L".jpg"), name.Right(4));
     EXPECT_FALSE(File::FileExists(made));
 
-    String plain = File::GetBasename(File::GetRandomFilePath(dir(), String(L"x"), String()), String());
-    EXPECT_EQ(11u, plain.length());
-    EXPECT_EQ(String(), File::GetRandomFilePath(path(L"missing"), String(L"x"), String()));
+    EXPECT_EQ(11u, File::GetBasename(File::GetRandomFilePath(dir(), L"x", String()), String()).length());
+    EXPECT_EQ(String(), File::GetRandomFilePath(path(L"missing"), L"x", String()));
 }
 
 TEST_F(FileSystemTest, DriveQueriesUseThePathsRoot)
 {
     String temp = File::GetTempDirectory();
-    unsigned type = File::GetDriveTypeA(temp);
-    EXPECT_EQ(unsigned(DRIVE_FIXED), type);
-    EXPECT_EQ(type, File::GetDriveTypeA(temp.Left(3)));
-    EXPECT_EQ(unsigned(GetDriveTypeA(nullptr)), File::GetDriveTypeA(String(L"relative\\name")));
-    EXPECT_EQ(unsigned(DRIVE_NO_ROOT_DIR), File::GetDriveTypeA(String(L"Q:\\x")));
+    EXPECT_EQ(unsigned(DRIVE_FIXED), File::GetDriveTypeA(temp));
+    EXPECT_EQ(unsigned(GetDriveTypeA(nullptr)), File::GetDriveTypeA(L"relative\\name"));
+    EXPECT_EQ(unsigned(DRIVE_NO_ROOT_DIR), File::GetDriveTypeA(L"Q:\\x"));
 
     char fileSystem[MAX_PATH + 1] = {};
     ASSERT_TRUE(GetVolumeInformationA(temp.Left(3).SystemMultibyte().c_str(), nullptr, 0, nullptr, nullptr, nullptr,
                                       fileSystem, sizeof fileSystem));
     EXPECT_EQ(std::string(fileSystem) == "NTFS", File::IsNTFSPath(path(L"anything")));
-    EXPECT_FALSE(File::IsNTFSPath(String(L"Q:\\x")));
+    EXPECT_FALSE(File::IsNTFSPath(L"Q:\\x"));
 }

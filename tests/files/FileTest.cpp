@@ -4,13 +4,9 @@
 
 #include "qvcore/files/FileData.h"
 
-using filetest::TempDirectoryTest;
-using filetest::writeFile;
-
 namespace {
 
-const unsigned kRead = GENERIC_READ;
-const unsigned kReadWrite = GENERIC_READ | GENERIC_WRITE;
+const unsigned kRead = GENERIC_READ, kReadWrite = GENERIC_READ | GENERIC_WRITE;
 const unsigned kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE;
 
 // Gives the tests the handle that the stream classes see.
@@ -19,16 +15,30 @@ public:
     using File::GetHandle;
 };
 
-class FileTest : public TempDirectoryTest {};
-
-// Whether another handle may lock the byte range (it is released again at once).
-bool lockableElsewhere(HANDLE other, unsigned long offsetLow, unsigned long offsetHigh, unsigned long length)
-{
-    if (!LockFile(other, offsetLow, offsetHigh, length, 0))
-        return false;
-    UnlockFile(other, offsetLow, offsetHigh, length, 0);
-    return true;
-}
+class FileTest : public filetest::TempDirectoryTest {
+protected:
+    // Open files cannot be removed with their directory.
+    void TearDown() override
+    {
+        first.Close();
+        second.Close();
+        TempDirectoryTest::TearDown();
+    }
+    // Two read-write handles on one existing file of the given content.
+    void openTwice(const wchar_t *name, const std::string &content)
+    {
+        filetest::writeFile(path(name), content);
+        first.OpenForReadWrite(path(name), kShareAll, OPEN_EXISTING, false, 0);
+        second.OpenForReadWrite(path(name), kShareAll, OPEN_EXISTING, false, 0);
+    }
+    // Whether the second handle may lock the byte range (released again at once).
+    bool lockableElsewhere(unsigned long offsetLow, unsigned long offsetHigh, unsigned long length)
+    {
+        return LockFile(second.GetHandle(), offsetLow, offsetHigh, length, 0) &&
+               UnlockFile(second.GetHandle(), offsetLow, offsetHigh, length, 0);
+    }
+    HandleFile first, second;
+};
 
 }  // namespace
 
@@ -50,35 +60,17 @@ TEST_F(FileTest, OpensCreatesAndClosesWithTheFullPathStored)
     EXPECT_EQ(String(), file.GetFilePath());
     file.Close();  // closing twice is harmless
 
-    // A relative name is stored as the full path.
-    ASSERT_TRUE(SetCurrentDirectoryA(dir().SystemMultibyte().c_str()));
-    file.Open(String(L"Report.2004.txt"), kRead, 0, false, OPEN_EXISTING, 0);
+    enter();  // a relative name is stored as the full path
+    file.Open(L"Report.2004.txt", kRead, 0, false, OPEN_EXISTING, 0);
     EXPECT_EQ(name, file.GetFilePath());
 }
 
 TEST_F(FileTest, FailuresThrowTheSystemCodeWithItsText)
 {
     File file;
-    try {
-        file.Create(path(L"missing.txt"), kRead, 0, false, OPEN_EXISTING, 0);
-        FAIL() << "opened a missing file";
-    } catch (const File::Exception &e) {
-        EXPECT_EQ(unsigned(ERROR_FILE_NOT_FOUND), e.code);
-        EXPECT_EQ(String::FromError(ERROR_FILE_NOT_FOUND), e.message);
-        EXPECT_FALSE(e.message.empty());
-    }
+    EXPECT_FILE_ERROR(file.Create(path(L"missing.txt"), kRead, 0, false, OPEN_EXISTING, 0), ERROR_FILE_NOT_FOUND);
     EXPECT_FALSE(file.IsValid());
-
-    try {
-        File inMissingDir(path(L"no\\such\\dir.txt"), kReadWrite, 0, false, CREATE_ALWAYS, 0);
-        FAIL() << "created a file in a missing directory";
-    } catch (const File::Exception &e) {
-        EXPECT_EQ(unsigned(ERROR_PATH_NOT_FOUND), e.code);
-    }
-
-    // A directory where a file is expected, invalid characters, a name beyond the system's limit.
-    EXPECT_THROW(File(dir(), kReadWrite, 0, false, OPEN_EXISTING, 0), File::Exception);
-    EXPECT_THROW(File(path(L"a?b.txt"), kReadWrite, 0, false, CREATE_ALWAYS, 0), File::Exception);
+    EXPECT_FILE_ERROR(File(path(L"no\\such\\dir.txt"), kReadWrite, 0, false, CREATE_ALWAYS, 0), ERROR_PATH_NOT_FOUND);
     EXPECT_THROW(File(path(String::FromChar('x', 400)), kReadWrite, 0, false, CREATE_ALWAYS, 0), File::Exception);
 
     // Operations on a closed file reach the system and fail there.
@@ -86,12 +78,14 @@ TEST_F(FileTest, FailuresThrowTheSystemCodeWithItsText)
     EXPECT_THROW(file.Read(&byte, 1), File::Exception);
     EXPECT_THROW(file.GetFileSize(), File::Exception);
     EXPECT_THROW(file.Flush(), File::Exception);
+    DateTime time;
+    EXPECT_THROW(file.GetFileTimes(nullptr, &time, nullptr), File::Exception);
 }
 
 TEST_F(FileTest, ReadingAndWritingFollowTheirZeroCountRules)
 {
     File closed;
-    char buffer[8] = {'u', 'n', 't', 'o', 'u', 'c', 'h', 'd'};
+    char buffer[8] = {};
     // A zero-count read does not reach the system, a zero-count write does.
     EXPECT_EQ(0ul, closed.Read(buffer, 0));
     std::string untouched = "kept";
@@ -119,34 +113,26 @@ TEST_F(FileTest, ReadingAndWritingFollowTheirZeroCountRules)
     EXPECT_EQ(3ul, file.Read(buffer, sizeof buffer));
     EXPECT_EQ("abc", std::string(buffer, 3));
     file.SetFilePos(0, 0);
-    std::string some;
-    EXPECT_EQ(2ul, file.Read(some, 2));
-    EXPECT_EQ("01", some);
+    EXPECT_EQ(2ul, file.Read(rest, 2));
+    EXPECT_EQ("01", rest);
     EXPECT_EQ(2ll, file.GetFilePos());
 }
 
 TEST_F(FileTest, PositionsAndSizesBeyondThirtyTwoBits)
 {
-    HandleFile file;
-    file.Create(path(L"sparse.bin"), kReadWrite, 0, false, CREATE_NEW, 0);
+    first.Create(path(L"sparse.bin"), kReadWrite, 0, false, CREATE_NEW, 0);
     // All ones in the low half is a position like any other.
-    EXPECT_EQ(0xFFFFFFFFll, file.SetFilePos(0xFFFFFFFFll, 0));
-    EXPECT_EQ(0xFFFFFFFFll, file.GetFilePos());
-    ASSERT_TRUE(SetEndOfFile(file.GetHandle()));
-    EXPECT_EQ(0xFFFFFFFFull, file.GetFileSize());
-    EXPECT_EQ(0x100000005ll, file.SetFilePos(6, 1));
-    EXPECT_EQ(0x100000005ll - 0xFFFFFFFFll, file.SetFilePos(-0xFFFFFFFFll, 1));
-    EXPECT_EQ(0xFFFFFFFFll + 2, file.SetFilePos(2, 2));
-
-    try {
-        file.SetFilePos(-1, 0);
-        FAIL() << "moved before the beginning";
-    } catch (const File::Exception &e) {
-        EXPECT_EQ(unsigned(ERROR_NEGATIVE_SEEK), e.code);
-    }
-    EXPECT_EQ(0xFFFFFFFFll + 2, file.GetFilePos());  // unchanged by the failure
-    file.SetFilePos(0, 0);
-    ASSERT_TRUE(SetEndOfFile(file.GetHandle()));
+    EXPECT_EQ(0xFFFFFFFFll, first.SetFilePos(0xFFFFFFFFll, 0));
+    EXPECT_EQ(0xFFFFFFFFll, first.GetFilePos());
+    ASSERT_TRUE(SetEndOfFile(first.GetHandle()));
+    EXPECT_EQ(0xFFFFFFFFull, first.GetFileSize());
+    EXPECT_EQ(0x100000005ll, first.SetFilePos(6, 1));
+    EXPECT_EQ(0x100000005ll - 0xFFFFFFFFll, first.SetFilePos(-0xFFFFFFFFll, 1));
+    EXPECT_EQ(0xFFFFFFFFll + 2, first.SetFilePos(2, 2));
+    EXPECT_FILE_ERROR(first.SetFilePos(-1, 0), ERROR_NEGATIVE_SEEK);
+    EXPECT_EQ(0xFFFFFFFFll + 2, first.GetFilePos());  // unchanged by the failure
+    first.SetFilePos(0, 0);
+    ASSERT_TRUE(SetEndOfFile(first.GetHandle()));
 }
 
 TEST_F(FileTest, FileTimesAreSetAndReadBackSeparately)
@@ -155,21 +141,18 @@ TEST_F(FileTest, FileTimesAreSetAndReadBackSeparately)
     const DateTime creation = DateTime::FromUTCTime(2001, 2, 3, 4, 5, 6, 700);
     const DateTime access = DateTime::FromUTCTime(2002, 3, 4, 5, 6, 7, 0);
     const DateTime write = DateTime::FromUTCTime(2004, 5, 6, 7, 8, 9, 500);
+    const DateTime later = DateTime::FromUTCTime(2010, 1, 1, 0, 0, 0, 0);
     // The creation time is accepted but not kept by the Unix file systems under Wine, so only
-    // the other two are read back.
-    file.SetFileTimes(&creation, &access, &write);
+    // the other two are read back. A null pointer leaves that time alone.
     DateTime a, w;
+    file.SetFileTimes(&creation, &access, &write);
     file.GetFileTimes(nullptr, &a, &w);
     EXPECT_EQ(access, a);
     EXPECT_EQ(write, w);
-
-    // A null pointer leaves that time alone.
-    const DateTime later = DateTime::FromUTCTime(2010, 1, 1, 0, 0, 0, 0);
     file.SetFileTimes(nullptr, nullptr, &later);
-    DateTime onlyWrite;
-    file.GetFileTimes(nullptr, nullptr, &onlyWrite);
-    EXPECT_EQ(later, onlyWrite);
+    file.GetFileTimes(nullptr, nullptr, &w);
     file.GetFileTimes(nullptr, &a, nullptr);
+    EXPECT_EQ(later, w);
     EXPECT_EQ(access, a);
     file.SetFileTimes(nullptr, &later, nullptr);
     file.GetFileTimes(nullptr, &a, &w);
@@ -182,68 +165,47 @@ TEST_F(FileTest, FileTimesAreSetAndReadBackSeparately)
     ASSERT_TRUE(found.IsValid());
     EXPECT_EQ(write, found.GetLastWriteTime());
     EXPECT_EQ(String(L"2004-05-06T07:08:09.5Z"), found.GetLastWriteTime().ToString());
-
-    File closed;
-    EXPECT_THROW(closed.GetFileTimes(nullptr, &a, nullptr), File::Exception);
 }
 
-TEST_F(FileTest, RegionLocksExcludeASecondHandle)
+TEST_F(FileTest, RegionLocksExcludeASecondHandleAndSplitLargeValuesByDivision)
 {
-    writeFile(path(L"shared.bin"), std::string(100, 'x'));
-    HandleFile first, second;
-    first.OpenForReadWrite(path(L"shared.bin"), kShareAll, OPEN_EXISTING, false, 0);
-    second.OpenForReadWrite(path(L"shared.bin"), kShareAll, OPEN_EXISTING, false, 0);
-
+    openTwice(L"shared.bin", std::string(100, 'x'));
     first.LockRegion(10, 5);
-    try {
-        second.LockRegion(12, 1);
-        FAIL() << "a locked byte was locked again";
-    } catch (const File::Exception &e) {
-        EXPECT_EQ(unsigned(ERROR_LOCK_VIOLATION), e.code);
-    }
+    EXPECT_FILE_ERROR(second.LockRegion(12, 1), ERROR_LOCK_VIOLATION);
     second.LockRegion(15, 1);
     second.LockRegion(9, 1);
     first.UnlockRegion(10, 5);
     second.LockRegion(12, 1);
     EXPECT_THROW(first.UnlockRegion(10, 5), File::Exception);  // nothing of first's left there
-    second.UnlockRegion(12, 1);
-    second.UnlockRegion(15, 1);
-    second.UnlockRegion(9, 1);
+    for (long long offset : {12, 15, 9})
+        second.UnlockRegion(offset, 1);
 
     // Lock() covers the whole current size.
     first.Lock();
-    EXPECT_FALSE(lockableElsewhere(second.GetHandle(), 0, 0, 1));
-    EXPECT_FALSE(lockableElsewhere(second.GetHandle(), 99, 0, 1));
-    EXPECT_TRUE(lockableElsewhere(second.GetHandle(), 100, 0, 1));
+    EXPECT_FALSE(lockableElsewhere(0, 0, 1));
+    EXPECT_FALSE(lockableElsewhere(99, 0, 1));
+    EXPECT_TRUE(lockableElsewhere(100, 0, 1));
     first.Unlock();
-    EXPECT_TRUE(lockableElsewhere(second.GetHandle(), 0, 0, 100));
-}
+    EXPECT_TRUE(lockableElsewhere(0, 0, 100));
 
-TEST_F(FileTest, RegionLocksSplitLargeValuesByDivisionNotByBits)
-{
-    writeFile(path(L"large.bin"), "x");
-    HandleFile first, second;
-    first.OpenForReadWrite(path(L"large.bin"), kShareAll, OPEN_EXISTING, false, 0);
-    second.OpenForReadWrite(path(L"large.bin"), kShareAll, OPEN_EXISTING, false, 0);
-
-    // Length 0xFFFFFFFF becomes high 1, low 0: 2^32 bytes, one more than asked for.
+    // Large values are split by division by 0xFFFFFFFF, not by bits. Length 0xFFFFFFFF becomes high 1, low 0: 2^32 bytes, one more than asked for.
     first.LockRegion(0, 0xFFFFFFFFll);
-    EXPECT_FALSE(lockableElsewhere(second.GetHandle(), 0xFFFFFFFE, 0, 1));
-    EXPECT_FALSE(lockableElsewhere(second.GetHandle(), 0xFFFFFFFF, 0, 1));
-    EXPECT_TRUE(lockableElsewhere(second.GetHandle(), 0, 1, 1));
+    EXPECT_FALSE(lockableElsewhere(0xFFFFFFFE, 0, 1));
+    EXPECT_FALSE(lockableElsewhere(0xFFFFFFFF, 0, 1));
+    EXPECT_TRUE(lockableElsewhere(0, 1, 1));
     first.UnlockRegion(0, 0xFFFFFFFFll);
-    EXPECT_TRUE(lockableElsewhere(second.GetHandle(), 0, 0, 2));
+    EXPECT_TRUE(lockableElsewhere(0, 0, 2));
 
     // Offset 2 * 0xFFFFFFFF becomes high 2, low 0: byte 2^33, not byte 2^33 - 2.
     first.LockRegion(2 * 0xFFFFFFFFll, 1);
-    EXPECT_FALSE(lockableElsewhere(second.GetHandle(), 0, 2, 1));
-    EXPECT_TRUE(lockableElsewhere(second.GetHandle(), 0xFFFFFFFE, 1, 1));
+    EXPECT_FALSE(lockableElsewhere(0, 2, 1));
+    EXPECT_TRUE(lockableElsewhere(0xFFFFFFFE, 1, 1));
     first.UnlockRegion(2 * 0xFFFFFFFFll, 1);
 }
 
 TEST_F(FileTest, OpenForReadingTakesShareDispositionInheritableFlagsInThatOrder)
 {
-    writeFile(path(L"in.txt"), "content");
+    filetest::writeFile(path(L"in.txt"), "content");
     HandleFile reader;
     reader.OpenForReading(path(L"in.txt"), FILE_SHARE_READ, OPEN_EXISTING, true, FILE_ATTRIBUTE_NORMAL);
     DWORD handleFlags = 0;
@@ -252,29 +214,15 @@ TEST_F(FileTest, OpenForReadingTakesShareDispositionInheritableFlagsInThatOrder)
     std::string text;
     reader.Read(text);
     EXPECT_EQ("content", text);
-    // Read access only.
-    try {
-        reader.Write("x", 1);
-        FAIL() << "wrote through a read-only handle";
-    } catch (const File::Exception &e) {
-        EXPECT_EQ(unsigned(ERROR_ACCESS_DENIED), e.code);
-    }
+    EXPECT_FILE_ERROR(reader.Write("x", 1), ERROR_ACCESS_DENIED);  // read access only
     // Sharing for reading only keeps writers out.
     EXPECT_THROW(File(path(L"in.txt"), kReadWrite, kShareAll, false, OPEN_EXISTING, 0), File::Exception);
     reader.Close();
+    EXPECT_FILE_ERROR(reader.OpenForReading(path(L"in.txt"), 0, CREATE_NEW, false, 0), ERROR_FILE_EXISTS);
 
-    // The disposition is honoured: "create new" fails on an existing file.
-    try {
-        reader.OpenForReading(path(L"in.txt"), 0, CREATE_NEW, false, 0);
-        FAIL() << "created an existing file anew";
-    } catch (const File::Exception &e) {
-        EXPECT_EQ(unsigned(ERROR_FILE_EXISTS), e.code);
-    }
-
-    HandleFile plain;
-    plain.OpenForReadWrite(path(L"in.txt"), kShareAll, OPEN_EXISTING, false, 0);
-    ASSERT_TRUE(GetHandleInformation(plain.GetHandle(), &handleFlags));
+    first.OpenForReadWrite(path(L"in.txt"), kShareAll, OPEN_EXISTING, false, 0);
+    ASSERT_TRUE(GetHandleInformation(first.GetHandle(), &handleFlags));
     EXPECT_EQ(0u, handleFlags & HANDLE_FLAG_INHERIT);
-    plain.SetFilePos(0, 2);
-    EXPECT_EQ(1ul, plain.Write("!", 1));
+    first.SetFilePos(0, 2);
+    EXPECT_EQ(1ul, first.Write("!", 1));
 }

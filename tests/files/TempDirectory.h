@@ -1,51 +1,37 @@
 #ifndef QVCORE_TESTS_FILES_TEMPDIRECTORY_H
 #define QVCORE_TESTS_FILES_TEMPDIRECTORY_H
 
-// Shared by the file tests: a fresh directory per test under the system's temporary folder,
-// made and removed with the system's own calls so that the code under test never cleans up
-// after itself.
+// Shared by the file tests: a fresh directory per test, made and removed with the system's own
+// calls and the C++ library so that the code under test never cleans up after itself.
 
 #include "qvcore/files/File.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <ostream>
 #include <string>
+#include <system_error>
 
-// Readable failure messages for String values.
-inline void PrintTo(const String &text, std::ostream *out)
-{
-    *out << '"' << text.Utf8() << '"';
-}
+inline void PrintTo(const String &text, std::ostream *out) { *out << '"' << text.Utf8() << '"'; }
+
+// A File::Exception carrying code and the system's text for it.
+#define EXPECT_FILE_ERROR(statement, expectedCode)                                    \
+    do {                                                                              \
+        try {                                                                         \
+            statement;                                                                \
+            ADD_FAILURE() << "no exception from " #statement;                        \
+        } catch (const File::Exception &e) {                                          \
+            EXPECT_EQ(static_cast<unsigned long>(expectedCode), e.code);              \
+            EXPECT_EQ(String::FromError(expectedCode), e.message);                    \
+        }                                                                             \
+    } while (0)
 
 namespace filetest {
 
-inline void removeTree(const std::string &dir)
-{
-    WIN32_FIND_DATAA found;
-    HANDLE search = FindFirstFileA((dir + "\\*").c_str(), &found);
-    if (search != INVALID_HANDLE_VALUE) {
-        do {
-            std::string name = found.cFileName;
-            if (name == "." || name == "..")
-                continue;
-            std::string path = dir + "\\" + name;
-            SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-            if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-                removeTree(path);
-            else
-                DeleteFileA(path.c_str());
-        } while (FindNextFileA(search, &found));
-        FindClose(search);
-    }
-    RemoveDirectoryA(dir.c_str());
-}
-
-// Writes bytes to a new file through the system; fails the test when it cannot.
 inline void writeFile(const String &path, const std::string &bytes)
 {
-    HANDLE file = CreateFileA(path.SystemMultibyte().c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE file = CreateFileA(path.SystemMultibyte().c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
     ASSERT_NE(INVALID_HANDLE_VALUE, file) << "cannot create " << path.Utf8();
     DWORD written = 0;
     WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
@@ -58,7 +44,7 @@ inline void makeDirectory(const String &path)
     ASSERT_TRUE(CreateDirectoryA(path.SystemMultibyte().c_str(), nullptr)) << "cannot create " << path.Utf8();
 }
 
-// A fixture whose test runs with dir() as a new, empty directory.
+// Runs each test with dir() a new, empty directory under the system's temporary folder.
 class TempDirectoryTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -67,24 +53,25 @@ protected:
         ASSERT_NE(0u, GetTempPathA(sizeof temp, temp));
         ASSERT_NE(0u, GetCurrentDirectoryA(sizeof cwd_, cwd_));
         static unsigned serial = 0;
-        std::string name = std::string(temp) + "qvfiles-" + std::to_string(GetCurrentProcessId()) + "-" +
-                           std::to_string(++serial) + "-" + std::to_string(GetTickCount());
-        ASSERT_TRUE(CreateDirectoryA(name.c_str(), nullptr)) << name;
-        narrowDir_ = name;
-        dir_ = String::FromSystemMultibyte(name);
+        narrowDir_ = std::string(temp) + "qvfiles-" + std::to_string(GetCurrentProcessId()) + "-" +
+                     std::to_string(++serial) + "-" + std::to_string(GetTickCount());
+        ASSERT_TRUE(CreateDirectoryA(narrowDir_.c_str(), nullptr)) << narrowDir_;
+        dir_ = String::FromSystemMultibyte(narrowDir_);
     }
 
     // Tests may change into the directory: leave it before removing it.
     void TearDown() override
     {
         SetCurrentDirectoryA(cwd_);
-        if (!narrowDir_.empty())
-            removeTree(narrowDir_);
+        std::error_code ignored;
+        if (!dir_.empty())
+            std::filesystem::remove_all(std::filesystem::path(narrowDir_), ignored);
     }
 
     const String &dir() const { return dir_; }
-    String path(const wchar_t *name) const { return File::MakePath(dir_, String(name)); }
     String path(const String &name) const { return File::MakePath(dir_, name); }
+    // Makes the directory's current directory for tests of relative names.
+    void enter() const { ASSERT_TRUE(SetCurrentDirectoryA(narrowDir_.c_str())); }
 
 private:
     char cwd_[MAX_PATH + 1] = {};

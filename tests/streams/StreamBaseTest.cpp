@@ -2,111 +2,94 @@
 
 #include <cstring>
 
-TEST(StreamOperators, PrimitivesAreWrittenAsRawLittleEndianBytesInOneWrite)
+namespace {
+
+// A value written with << and read back with >>, which must take exactly what was written.
+template <class T>
+T again(const T &value)
 {
-    RecordingStream out;
-    out << true << static_cast<short>(-2) << 7 << 1.0f;
-    ASSERT_EQ(4u, out.pieces.size());
-    EXPECT_EQ("01 FE FF 07 00 00 00 00 00 80 3F", toHex(out.all()));
-
-    RecordingStream more;
-    more << 'A' << static_cast<unsigned char>(0xC8) << static_cast<unsigned short>(0x1234) << 0x89ABCDEFu
-         << -1L << static_cast<__int64>(-2) << static_cast<unsigned __int64>(0x0102030405060708ull) << 1.0;
-    ASSERT_EQ(8u, more.pieces.size());
-    EXPECT_EQ("41 C8 34 12 EF CD AB 89 FF FF FF FF FE FF FF FF FF FF FF FF 08 07 06 05 04 03 02 01 "
-              "00 00 00 00 00 00 F0 3F",
-              toHex(more.all()));
-
-    RecordingStream guid;
-    const GUID g = {0x01020304, 0x0506, 0x0708, {0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x10}};
-    guid << g;
-    ASSERT_EQ(1u, guid.pieces.size());
-    EXPECT_EQ("04 03 02 01 06 05 08 07 09 0A 0B 0C 0D 0E 0F 10", toHex(guid.all()));
+    MemoryOutputStream out;
+    out << value;
+    std::string bytes = out.GetContent();
+    MemoryInputStream in(bytes);
+    T back{};
+    in >> back;
+    EXPECT_EQ(0, in.Remaining());
+    return back;
 }
 
-TEST(StreamOperators, StringsCarryALengthPrefix)
+}  // namespace
+
+TEST(StreamOperators, ValuesAreWrittenAsRawLittleEndianBytesInOneWrite)
 {
     RecordingStream out;
-    out << "ab" << std::string("ab") << String(L"ab") << std::string("a\0b", 3) << "" << String();
+    const GUID g = {0x01020304, 0x0506, 0x0708, {0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x10}};
+    out << true << static_cast<short>(-2) << 7 << 1.0f << 'A' << static_cast<unsigned char>(0xC8)
+        << static_cast<unsigned short>(0x1234) << 0x89ABCDEFu << -1L << static_cast<__int64>(-2)
+        << static_cast<unsigned __int64>(0x0102030405060708ull) << 1.0 << g;
+    EXPECT_EQ(13u, out.pieces.size());
+    EXPECT_EQ("01 FE FF 07 00 00 00 00 00 80 3F 41 C8 34 12 EF CD AB 89 FF FF FF FF FE FF FF FF FF FF FF FF "
+              "08 07 06 05 04 03 02 01 00 00 00 00 00 00 F0 3F 04 03 02 01 06 05 08 07 09 0A 0B 0C 0D 0E 0F 10",
+              toHex(out.all));
+
+    // Strings carry a length prefix: characters, or bytes for wide strings.
+    RecordingStream text;
+    text << "ab" << std::string("ab") << String(L"ab") << std::string("a\0b", 3) << "" << String();
     EXPECT_EQ("02 00 00 00 61 62 02 00 00 00 61 62 04 00 00 00 61 00 62 00 03 00 00 00 61 00 62 "
               "00 00 00 00 00 00 00 00",
-              toHex(out.all()));
+              toHex(text.all));
 }
 
 TEST(StreamOperators, EverythingWrittenReadsBack)
 {
-    MemoryOutputStream out;
-    const GUID g = {0xDEADBEEF, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, 8}};
-    std::string exact(1024, 'x'), over(1025, 'y');
-    String wideExact(String::FromChar(0x20AC, 512)), wideOver(String::FromChar(0x00E9, 513));
-    out << true << 'c' << static_cast<short>(-300) << -5 << 3000000000u << 2.5f << static_cast<__int64>(-1234567890123LL)
-        << 0.1 << g << exact << over << wideExact << wideOver << std::string() << "tail";
-    std::string bytes = out.GetContent();
-
-    MemoryInputStream in(bytes);
-    bool b = false;
-    char c = 0;
-    short s = 0;
-    int i = 0;
-    unsigned u = 0;
-    float f = 0;
-    __int64 l = 0;
-    double d = 0;
-    GUID g2 = {};
-    std::string e, o, empty("not empty"), tail;
-    std::basic_string<unsigned short> we, wo;
-    in >> b >> c >> s >> i >> u >> f >> l >> d >> g2 >> e >> o >> we >> wo >> empty >> tail;
-    EXPECT_TRUE(b);
-    EXPECT_EQ('c', c);
-    EXPECT_EQ(-300, s);
-    EXPECT_EQ(-5, i);
-    EXPECT_EQ(3000000000u, u);
-    EXPECT_EQ(2.5f, f);
-    EXPECT_EQ(-1234567890123LL, l);
-    EXPECT_EQ(0.1, d);
+    EXPECT_TRUE(again(true));
+    EXPECT_EQ('c', again('c'));
+    EXPECT_EQ(-300, again(static_cast<short>(-300)));
+    EXPECT_EQ(-5, again(-5));
+    EXPECT_EQ(3000000000u, again(3000000000u));
+    EXPECT_EQ(2.5f, again(2.5f));
+    EXPECT_EQ(-1234567890123LL, again(static_cast<__int64>(-1234567890123LL)));
+    EXPECT_EQ(0.1, again(0.1));
+    const GUID g = {0xDEADBEEF, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, 8}}, g2 = again(g);
     EXPECT_EQ(0, std::memcmp(&g, &g2, sizeof g));
-    EXPECT_EQ(exact, e);
-    EXPECT_EQ(over, o);
-    EXPECT_EQ(wideExact, String(we));
-    EXPECT_EQ(wideOver, String(wo));
+    // Strings up to 1024 bytes and beyond take different buffers.
+    for (const std::string &text : {std::string(1024, 'x'), std::string(1025, 'y'), std::string("tail")})
+        EXPECT_EQ(text, again(text));
+    for (const String &text : {String::FromChar(0x20AC, 512), String::FromChar(0x00E9, 513)})
+        EXPECT_EQ(text, String(again<std::basic_string<unsigned short>>(text)));
+    std::string empty = "not empty", zero = hexBytes("00 00 00 00");
+    MemoryInputStream in(zero);
+    in >> empty;
     EXPECT_EQ("", empty);
-    EXPECT_EQ("tail", tail);
-    EXPECT_EQ(0, in.Remaining());
 }
 
-TEST(StreamOperators, BadStringLengthsThrowCode3)
+TEST(StreamOperators, BadLengthsThrowCode3AndMissingBytesTheSourcesEnd)
 {
-    std::string text;
+    std::string text, negative = hexBytes("FF FF FF FF 61"), odd = hexBytes("03 00 00 00 61 00 62"),
+                      negativeWide = hexBytes("FE FF FF FF"), shortData = hexBytes("05 00 00 00 61 62");
     std::basic_string<unsigned short> wide;
-    MemoryInputStream negative(hexBytes("FF FF FF FF 61"));
-    EXPECT_STREAM_EXCEPTION(negative >> text, 3, "Invalid string length");
-    MemoryInputStream odd(hexBytes("03 00 00 00 61 00 62"));
-    EXPECT_STREAM_EXCEPTION(odd >> wide, 3, "Invalid string length");
-    MemoryInputStream negativeWide(hexBytes("FE FF FF FF"));
-    EXPECT_STREAM_EXCEPTION(negativeWide >> wide, 3, "Invalid string length");
-
-    // A length beyond the data is the source's own end of data.
-    MemoryInputStream shortData(hexBytes("05 00 00 00 61 62"));
-    EXPECT_STREAM_EXCEPTION(shortData >> text, 5, "Memory block too short");
+    MemoryBlock block;
+    MemoryInputStream in1(negative), in2(odd), in3(negativeWide), in4(shortData), in5(negative);
+    EXPECT_STREAM_EXCEPTION(in1 >> text, 3, "Invalid string length");
+    EXPECT_STREAM_EXCEPTION(in2 >> wide, 3, "Invalid string length");
+    EXPECT_STREAM_EXCEPTION(in3 >> wide, 3, "Invalid string length");
+    EXPECT_STREAM_EXCEPTION(in4 >> text, 5, "Memory block too short");
+    EXPECT_STREAM_EXCEPTION(in5 >> block, 3, "Invalid block size");
 }
 
 TEST(StreamOperators, MemoryBlocksCarryTheirSize)
 {
-    MemoryBlock block(3, 'z');
     RecordingStream out;
-    out << block;
-    EXPECT_EQ("03 00 00 00 7A 7A 7A", toHex(out.all()));
-
-    MemoryInputStream in(hexBytes("02 00 00 00 41 42 00 00 00 00"));
+    out << MemoryBlock(3, 'z');
+    EXPECT_EQ("03 00 00 00 7A 7A 7A", toHex(out.all));
+    std::string bytes = hexBytes("02 00 00 00 41 42 00 00 00 00");
+    MemoryInputStream in(bytes);
     MemoryBlock back(10, 'q');
     in >> back;
     ASSERT_EQ(2, back.size());
     EXPECT_EQ("AB", std::string(static_cast<const char *>(back), 2));
     in >> back;
     EXPECT_EQ(0, back.size());
-
-    MemoryInputStream negative(hexBytes("FF FF FF FF"));
-    EXPECT_STREAM_EXCEPTION(negative >> back, 3, "Invalid block size");
 }
 
 TEST(MemoryInputStream, ShortReadThrowsAndConsumesNothing)
@@ -154,22 +137,17 @@ TEST(MemoryOutputStream, GetContentFlushesTheChainAndKeepsTheContent)
 
 namespace {
 
-// A filter that holds everything back until it is flushed.
-class HoldingFilter : public OutputStream {
-public:
+// A filter that holds everything back until it is flushed, and logs its flushes.
+struct HoldingFilter : OutputStream {
     HoldingFilter(OutputStream &target, std::vector<int> &order, int id) : OutputStream(&target), order(order), id(id) {}
     void Write(const char *data, int count) override { held.append(data, count); }
-    std::string held;
-
-protected:
     void FlushSelf() override
     {
         order.push_back(id);
         target->Write(held.data(), static_cast<int>(held.size()));
         held.clear();
     }
-
-private:
+    std::string held;
     std::vector<int> &order;
     int id;
 };
@@ -181,11 +159,8 @@ TEST(OutputStream, FlushRunsFromTheFrontOfTheChain)
     std::vector<int> order;
     RecordingStream sink;
     sink.flushOrder = &order;
-    sink.id = 3;
-    HoldingFilter back(sink, order, 2);
-    HoldingFilter front(back, order, 1);
+    HoldingFilter back(sink, order, 2), front(back, order, 1);
     front.Write("ab", 2);
-
     front.Flush();  // the front stream alone
     EXPECT_EQ(std::vector<int>({1}), order);
     EXPECT_TRUE(sink.pieces.empty());
@@ -193,8 +168,8 @@ TEST(OutputStream, FlushRunsFromTheFrontOfTheChain)
     front.Write("cd", 2);
     order.clear();
     sink.Flush();
-    EXPECT_EQ(std::vector<int>({1, 2, 3}), order);
-    EXPECT_EQ("abcd", sink.all());
+    EXPECT_EQ(std::vector<int>({1, 2, 0}), order);
+    EXPECT_EQ("abcd", sink.all);
 }
 
 TEST(OutputStream, DestroyedMiddleStreamUnlinksItsNeighbours)
@@ -203,9 +178,7 @@ TEST(OutputStream, DestroyedMiddleStreamUnlinksItsNeighbours)
     RecordingStream sink;
     auto *middle = new HoldingFilter(sink, order, 2);
     HoldingFilter front(*middle, order, 1);
-    EXPECT_EQ(&sink, middle->GetTarget());
-    EXPECT_EQ(middle, sink.GetFeeder());
-    EXPECT_EQ(middle, front.GetTarget());
+    EXPECT_TRUE(middle->GetTarget() == &sink && sink.GetFeeder() == middle && front.GetTarget() == middle);
     delete middle;
     EXPECT_EQ(nullptr, front.GetTarget());
     EXPECT_EQ(nullptr, sink.GetFeeder());

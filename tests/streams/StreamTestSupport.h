@@ -9,16 +9,12 @@
 #include <string>
 #include <vector>
 
-// "01 FE FF" -> the three bytes.
+// "01 FE FF" -> the three bytes, and back.
 inline std::string hexBytes(const char *text)
 {
     std::string result;
-    unsigned value;
-    int used;
-    while (std::sscanf(text, " %2x%n", &value, &used) == 1) {
+    for (unsigned value, used; std::sscanf(text, " %2x%n", &value, &used) == 1; text += used)
         result.push_back(static_cast<char>(value));
-        text += used;
-    }
     return result;
 }
 
@@ -26,35 +22,28 @@ inline std::string toHex(const std::string &bytes)
 {
     std::string result;
     char digits[4];
-    for (unsigned char c : bytes) {
-        std::snprintf(digits, sizeof digits, result.empty() ? "%02X" : " %02X", c);
-        result += digits;
-    }
+    for (unsigned char c : bytes)
+        result.append(digits, std::snprintf(digits, sizeof digits, result.empty() ? "%02X" : " %02X", c));
     return result;
 }
 
 // Deterministic bytes that no filter can shortcut (no period dividing a block size).
-inline std::string patternBytes(int length, unsigned seed = 1)
+inline std::string patternBytes(int length)
 {
     std::string s(length, '\0');
-    unsigned x = seed * 2654435761u + 12345;
-    for (int i = 0; i < length; ++i) {
-        x = x * 1103515245u + 12345u;
-        s[i] = static_cast<char>(x >> 16);
-    }
+    unsigned x = 2654448106u;
+    for (char &c : s)
+        c = static_cast<char>((x = x * 1103515245u + 12345u) >> 16);
     return s;
 }
 
 // Compressible text-like bytes.
 inline std::string textBytes(int length)
 {
-    static const char *words[] = {"stream ", "filter ", "chain ", "block ", "zlib ", "crc ", "\n", "base64 "};
+    static const char *const words[] = {"stream ", "filter ", "chain ", "block ", "zlib ", "crc ", "\n", "base64 "};
     std::string s;
-    unsigned x = 7;
-    while (static_cast<int>(s.size()) < length) {
-        x = x * 1103515245u + 12345u;
-        s += words[(x >> 16) % 8];
-    }
+    for (unsigned x = 7; static_cast<int>(s.size()) < length;)
+        s += words[((x = x * 1103515245u + 12345u) >> 16) % 8];
     s.resize(length);
     return s;
 }
@@ -65,47 +54,34 @@ template <class Filter, class... Args>
 std::string writeThrough(const std::string &data, Args... args)
 {
     MemoryOutputStream sink;
-    {
-        Filter filter(sink, args...);
-        filter.Write(data.data(), static_cast<int>(data.size()));
-    }
+    Filter(sink, args...).Write(data.data(), static_cast<int>(data.size()));
     return sink.GetContent();
 }
 
-// A sink that records each Write as a separate piece, and counts FlushSelf calls.
+// A sink that records each Write (empty ones too) as a separate piece, and its flushes.
 class RecordingStream : public OutputStream {
 public:
     RecordingStream() : OutputStream(nullptr) {}
     void Write(const char *data, int count) override
     {
-        if (count > 0)
-            pieces.emplace_back(data, count);
-        else
-            emptyWrites++;
-    }
-    std::string all() const
-    {
-        std::string s;
-        for (const std::string &p : pieces)
-            s += p;
-        return s;
+        pieces.emplace_back(data, count);
+        all.append(data, count);
     }
     std::vector<std::string> pieces;
-    int emptyWrites = 0;
+    std::string all;
+    std::vector<int> *flushOrder = nullptr;  // receives 0 for each flush
     int flushes = 0;
-    std::vector<int> *flushOrder = nullptr;
-    int id = 0;
 
 protected:
     void FlushSelf() override
     {
-        flushes++;
+        ++flushes;
         if (flushOrder)
-            flushOrder->push_back(id);
+            flushOrder->push_back(0);
     }
 };
 
-// A source that only knows Read (no Peek, no bulk reads), over a string; counts bytes read.
+// A source that only knows Read (no Peek, no bulk reads), over a string.
 class PlainSource : public InputStream {
 public:
     explicit PlainSource(const std::string &data) : InputStream(nullptr), data(data) {}
@@ -115,11 +91,38 @@ public:
             return;
         if (static_cast<std::size_t>(count) > data.size() - position)
             throw Exception{5, L"Memory block too short"};
-        data.copy(buffer, count, position);
-        position += count;
+        position += data.copy(buffer, count, position);
     }
+    std::size_t Remaining() const { return data.size() - position; }
     std::string data;
     std::size_t position = 0;
+};
+
+// Reads count bytes from a stream into a string.
+inline std::string readBytes(InputStream &in, int count)
+{
+    std::string bytes(count, '\0');
+    in.Read(&bytes[0], count);
+    return bytes;
+}
+
+// One decoder reading a MemoryInputStream (which offers bulk access) and one reading a
+// PlainSource (byte reads only), over the same text: read() checks that both deliver the same
+// bytes and leave their sources at the same place.
+template <class Decoder>
+struct BulkAndPlain {
+    explicit BulkAndPlain(const std::string &bytes) : text(bytes), memory(text), plain(text), fast(memory), slow(plain) {}
+    std::string read(int count)
+    {
+        std::string bytes = readBytes(fast, count);
+        EXPECT_EQ(readBytes(slow, count), bytes);
+        EXPECT_EQ(plain.Remaining(), static_cast<std::size_t>(memory.Remaining())) << "after " << count;
+        return bytes;
+    }
+    std::string text;
+    MemoryInputStream memory;
+    PlainSource plain;
+    Decoder fast, slow;
 };
 
 #define EXPECT_STREAM_EXCEPTION(statement, expectedCode, expectedText)                      \
