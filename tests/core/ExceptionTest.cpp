@@ -121,8 +121,6 @@ template <class Work> Caught sehFrom(Work work)
     return {0, nullptr, ""};
 }
 
-// --- watching faults that the library passes on --------------------------------------------
-
 // A vectored handler behind the library's sees only what the library passed on. A fault on the
 // watched thread ends that thread with exit code 42, recording the code and flags first.
 volatile DWORD watchedThread;
@@ -166,8 +164,6 @@ protected:
 
 }  // namespace
 
-// --- WinException ------------------------------------------------------------------------------
-
 TEST(WinException, TextIsTheErrorTextAndTheCodeInLowerCaseHex)
 {
     const unsigned short *context = reinterpret_cast<const unsigned short *>(L"ReadFile");
@@ -176,14 +172,9 @@ TEST(WinException, TextIsTheErrorTextAndTheCodeInLowerCaseHex)
     EXPECT_TRUE(e.m_info.empty() && e.m_sourceFile.empty());
     EXPECT_EQ(0, e.m_line);
     EXPECT_EQ(0L, e.m_code);
-
     ASSERT_FALSE(systemFirstLine(2).empty());
-    const struct {
-        long code;
-        std::string text;
-    } cases[] = {
-        {2, systemFirstLine(2) + " (0x00000002)"},
-        {0x12345678, "Unknown error (0x12345678)"},
+    const struct { long code; std::string text; } cases[] = {
+        {2, systemFirstLine(2) + " (0x00000002)"}, {0x12345678, "Unknown error (0x12345678)"},
         {0x1234ABCD, "Unknown error (0x1234abcd)"},
     };
     for (const auto &c : cases) {
@@ -191,7 +182,6 @@ TEST(WinException, TextIsTheErrorTextAndTheCodeInLowerCaseHex)
         EXPECT_EQ(c.text, e.GetText().Utf8());
         EXPECT_EQ(c.code, static_cast<long>(e));
     }
-
     e.m_sourceFile = u"File.cpp";
     e.m_line = 17;
     WinException copy(nullptr);
@@ -201,7 +191,6 @@ TEST(WinException, TextIsTheErrorTextAndTheCodeInLowerCaseHex)
     EXPECT_EQ("File.cpp", copy.m_sourceFile.Utf8());
     EXPECT_EQ(17, copy.m_line);
     EXPECT_EQ(0x1234ABCDL, static_cast<long>(copy));
-
     OwnTextException own(u"Disk on fire");
     own.m_code = 0x2A;
     try {
@@ -214,14 +203,9 @@ TEST(WinException, TextIsTheErrorTextAndTheCodeInLowerCaseHex)
     EXPECT_EQ("Unknown error (0x00000002)", empty.GetText().Utf8());
 }
 
-// --- SEHException texts ------------------------------------------------------------------------
-
 TEST(SEHException, CodeNamesAndMessageWithModuleAndUpperCaseLocation)
 {
-    const struct {
-        unsigned long code;
-        const char *name;
-    } names[] = {
+    const struct { unsigned long code; const char *name; } names[] = {
         {0x80000002, "Data type misalignment"}, {0xC0000005, "Access violation"},
         {0xC000008E, "Divide by zero (FLT)"},   {0xC0000094, "Divide by zero (INT)"},
         {0xC0000096, "Priv instruction"},       {0xC00000FD, "Stack overflow"},
@@ -229,7 +213,6 @@ TEST(SEHException, CodeNamesAndMessageWithModuleAndUpperCaseLocation)
     };
     for (const auto &entry : names)
         EXPECT_EQ(entry.name, SEHException(entry.code, nullptr).GetCodeAsString().Utf8()) << std::hex << entry.code;
-
     void *location = reinterpret_cast<void *>(&writeThroughNull);
     SEHException e(0xC0000005, location);
     char address[32];
@@ -241,22 +224,16 @@ TEST(SEHException, CodeNamesAndMessageWithModuleAndUpperCaseLocation)
               SEHException(0xC0000097, reinterpret_cast<void *>(0xABC0)).GetMsg().Utf8());
     int local = 0;
     EXPECT_EQ("", SEHException(0xC0000005, &local).GetModuleFileName().Utf8());
-
     SEHException assigned(0, nullptr);
     assigned = e;
     EXPECT_EQ(0xC0000005UL, assigned.GetCode());
     EXPECT_EQ(location, assigned.GetModuleLocation());
 }
 
-// --- translation -------------------------------------------------------------------------------
-
 TEST(SEHCall, FaultsInsideInvokeArriveAsSEHExceptionAtTheCaller)
 {
     TranslatorGuard guard;
-    const struct {
-        void (*work)();
-        unsigned long code;
-    } faults[] = {{writeThroughNull, 0xC0000005}, {divideByZero, 0xC0000094},
+    const struct { void (*work)(); unsigned long code; } faults[] = {{writeThroughNull, 0xC0000005}, {divideByZero, 0xC0000094},
                   {breakPoint, 0x80000003},       {illegalInstruction, 0xC000001D}};
     for (const auto &fault : faults) {
         Caught caught = sehFrom([&] { Call(fault.work).DoCall(); });
@@ -281,7 +258,6 @@ TEST(SEHCall, ThePreviousTranslatorIsBackAfterFaultsAndOtherExceptions)
     EXPECT_EQ(&testTranslator, currentTranslator());
     Call([] {}).DoCall();
     EXPECT_EQ(&testTranslator, currentTranslator());
-
     // The test's translator, not the library's, sees the next fault, with its own record and context.
     try {
         readAtEntry(nullptr);
@@ -310,7 +286,6 @@ TEST(SEHException, EnablersNestAndRestoreInOrder)
         EXPECT_EQ(library, currentTranslator());
     }
     EXPECT_EQ(nullptr, currentTranslator());
-
     // A translator may itself enable translation; its own translator is set again afterwards.
     QvSetSETranslator(translatorWithOwnEnabler);
     for (int i = 0; i < 2; ++i) {
@@ -337,7 +312,6 @@ TEST(SEHException, UnwindingFindsFaultingFramesAndDestroysTheirObjects)
     EXPECT_EQ(2, destroyed);
     EXPECT_EQ(reinterpret_cast<void *>(&readAtEntry), sehFrom([] { readAtEntry(nullptr); }).location);
     EXPECT_TRUE(catchesFaultAtStartOfTry(nullptr));
-
     // A fault inside the library unwinds through the library's frames back into ours.
     Caught inLibrary = sehFrom([] { String fromBadPointer(reinterpret_cast<const unsigned short *>(0x10)); });
     EXPECT_EQ(0xC0000005UL, inLibrary.code);

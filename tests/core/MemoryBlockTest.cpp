@@ -5,6 +5,7 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -27,6 +28,8 @@ std::string pattern(int length)
     return s;
 }
 
+std::pair<int, int> counts(int a, int b) { return {a, b}; }
+
 std::string bytes(const MemoryBlock &block) { return std::string(block, block.size()); }
 
 // The read-only view: on a non-const handle the conversion would pick the writable view and copy
@@ -38,13 +41,11 @@ std::string bytes(const Shared &block) { return std::string(view(block), block.s
 
 TEST(MemoryBlock, ConstructionFillsOrLeavesEmpty)
 {
-    EXPECT_EQ(nullptr, static_cast<char *>(MemoryBlock()));
-    EXPECT_EQ(0, MemoryBlock().size());
+    EXPECT_EQ(counts(0, 0), counts(MemoryBlock().size(), static_cast<char *>(MemoryBlock()) != nullptr));
     EXPECT_EQ("xxxxx", bytes(MemoryBlock(5, 'x')));
     EXPECT_EQ(std::string(5, '\0'), bytes(MemoryBlock(5, 0)));
     MemoryBlock none(0, 'x');
-    EXPECT_EQ(nullptr, static_cast<char *>(none));
-    EXPECT_EQ(0, none.size());
+    EXPECT_EQ(counts(0, 0), counts(none.size(), static_cast<char *>(none) != nullptr));
     EXPECT_EQ(nullptr, static_cast<char *>(MemoryBlock(0)));
     EXPECT_THROW(MemoryBlock(-1), std::invalid_argument);
     EXPECT_THROW(MemoryBlock(-1, 'x'), std::invalid_argument);
@@ -57,7 +58,6 @@ TEST(MemoryBlock, ResizeKeepsThePrefixOnlyWhenAskedAndZeroFrees)
     block.resize(16, false);
     EXPECT_NE(before, static_cast<const char *>(block));  // a new buffer even at the same size
     EXPECT_EQ(16, block.size());
-
     MemoryBlock kept;
     kept.resize(3, true);  // from empty: plain allocation
     ASSERT_NE(nullptr, static_cast<char *>(kept));
@@ -70,15 +70,13 @@ TEST(MemoryBlock, ResizeKeepsThePrefixOnlyWhenAskedAndZeroFrees)
     EXPECT_THROW(kept.resize(-4, true), std::invalid_argument);
     EXPECT_EQ("ab", bytes(kept));
     kept.resize(0, true);
-    EXPECT_EQ(nullptr, static_cast<char *>(kept));
-    EXPECT_EQ(0, kept.size());
+    EXPECT_EQ(counts(0, 0), counts(kept.size(), static_cast<char *>(kept) != nullptr));
 }
 
 TEST(MemoryArray, CountsElementsButKeepsByteSize)
 {
     MemoryArray<unsigned short> units(3);
-    EXPECT_EQ(6, units.size());
-    EXPECT_EQ(3, units.count());
+    EXPECT_EQ(counts(6, 3), counts(units.size(), units.count()));
     units.data()[2] = 0xBEEF;
     units.resize(5);
     EXPECT_EQ(10, units.size());
@@ -95,21 +93,17 @@ TEST(NewMemoryBlock, CopiesShareUntilOneWritesAndAssignmentMovesTheShare)
     EXPECT_EQ(2, a.shareCount());
     EXPECT_EQ(view(a), view(b));
     static_cast<char *>(b)[0] = 'X';  // copy-on-write happens here
-    EXPECT_EQ(1, a.shareCount());
-    EXPECT_EQ(1, b.shareCount());
+    EXPECT_EQ(counts(1, 1), counts(a.shareCount(), b.shareCount()));
     EXPECT_EQ("abcd", bytes(a));
     EXPECT_EQ("Xbcd", bytes(b));
     EXPECT_EQ(view(a), static_cast<char *>(a));  // a sole owner writes in place
-
     Shared c, a2(a);
     a2 = a;  // already shared: nothing changes
     EXPECT_EQ(2, a.shareCount());
     a2 = b;
-    EXPECT_EQ(1, a.shareCount());
-    EXPECT_EQ(2, b.shareCount());
+    EXPECT_EQ(counts(1, 2), counts(a.shareCount(), b.shareCount()));
     a2 = c;
-    EXPECT_EQ(1, b.shareCount());
-    EXPECT_EQ(0, a2.size());
+    EXPECT_EQ(counts(1, 0), counts(b.shareCount(), a2.size()));
     EXPECT_EQ(nullptr, view(a2));
     Shared &self = a;
     a = self;
@@ -127,19 +121,15 @@ TEST(NewMemoryBlock, ResizeOfSharedSoleAndNullHandles)
     EXPECT_EQ(nullptr, static_cast<char *>(b));
     EXPECT_EQ(2, a.shareCount());
     c.resize(6);
-    EXPECT_EQ(1, c.shareCount());
-    EXPECT_EQ(1, a.shareCount());
+    EXPECT_EQ(counts(1, 1), counts(a.shareCount(), c.shareCount()));
     EXPECT_EQ("wxyz", bytes(c).substr(0, 4));
     EXPECT_EQ("wxyz", bytes(a));
-
     Shared none(0);
     EXPECT_EQ(0, none.shareCount());
     none.resize(0);
     EXPECT_EQ(0, none.size());
     none.resize(3);
-    EXPECT_EQ(3, none.size());
-    EXPECT_EQ(1, none.shareCount());
-
+    EXPECT_EQ(counts(3, 1), counts(none.size(), none.shareCount()));
     const char *before = view(a);
     a.resize(4);  // same size: nothing at all
     EXPECT_EQ(before, view(a));
@@ -153,10 +143,7 @@ TEST(NewMemoryBlock, ResizeOfSharedSoleAndNullHandles)
 
 TEST(MemoryBlockVector, ChunkSizesFollowTheRemainingLength)
 {
-    const struct {
-        int length;
-        std::vector<int> chunks;
-    } cases[] = {
+    const struct { int length; std::vector<int> chunks; } cases[] = {
         {1, {4096}},       {4096, {4096}},   {4097, {8192}},          {16385, {32768}},
         {32768, {32768}},  {32769, {65536}}, {100000, {65536, 65536}}, {65536 + 32768, {65536, 32768}},
         {200000, {65536, 65536, 65536, 4096}},
@@ -177,7 +164,6 @@ TEST(MemoryBlockVector, AppendsFillTheSpareTailBeforeAddingChunks)
     v.append("", 0);
     EXPECT_EQ(0, v.chunkCount());
     EXPECT_EQ(std::string(), v.toString());
-
     std::string data = pattern(3000 + 2000 + 4096 + 40000);
     const char *p = data.data();
     v.append(p, 3000);          // 4096 with 1096 spare
@@ -190,7 +176,6 @@ TEST(MemoryBlockVector, AppendsFillTheSpareTailBeforeAddingChunks)
     std::string copied(data.size(), '\x55');
     v.toMemory(&copied[0]);
     EXPECT_EQ(data, copied);
-
     MemoryBlockVector zeros;
     zeros.append("a\0b\0", 4);
     EXPECT_THROW(zeros.append("x", -1), std::invalid_argument);

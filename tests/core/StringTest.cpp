@@ -39,8 +39,6 @@ std::vector<String> parts(const std::list<String> &list) { return std::vector<St
 
 }  // namespace
 
-// --- construction, assignment, appending --------------------------------------------------
-
 TEST(StringConstruction, CountsUnitsFromLengthCopiesAndAssigns)
 {
     const unsigned short units[] = {'a', 0, 'b', 0};
@@ -56,12 +54,10 @@ TEST(StringConstruction, CountsUnitsFromLengthCopiesAndAssigns)
     assigned = units;
     EXPECT_EQ(S(L"a"), assigned);
     EXPECT_EQ(String(), String(static_cast<const unsigned short *>(nullptr)));
-
     EXPECT_EQ(S(L"cde"), String(S(L"abcdef"), 2, 3));
     EXPECT_EQ(String(), String(S(L"abc"), 3, 5));
     EXPECT_THROW(String(S(L"abc"), 4, 1), std::out_of_range);
     EXPECT_EQ(String(L"\u00e9t\u00e9"), String(u"\u00e9t\u00e9"));
-
     String copy = assigned;
     copy[0] = 'A';
     EXPECT_EQ(S(L"a"), assigned);
@@ -72,7 +68,6 @@ TEST(StringAppend, ChainsNumbersDoublesAndGuidsWithTheirZeroUnit)
     String s;
     s << S(L"n=") << -42 << S(L" big=") << static_cast<__int64>(-9000000000LL) << S(L" d=") << 2.5;
     EXPECT_EQ(S(L"n=-42 big=-9000000000 d=2.500000"), s);
-
     const GUID guid = {0x0a1b2c3d, 0x4e5f, 0x6a7b, {0x8c, 0x9d, 0xae, 0xbf, 0xc0, 0xd1, 0xe2, 0xf3}};
     String text = String::FromGUID(guid);
     ASSERT_EQ(39u, text.size());
@@ -83,54 +78,37 @@ TEST(StringAppend, ChainsNumbersDoublesAndGuidsWithTheirZeroUnit)
     EXPECT_EQ(S(L"id:") + text + S(L"!"), withGuid);
 }
 
-// --- encodings ----------------------------------------------------------------------------
-
-TEST(StringEncoding, RoundTripsThroughCodePages)
+TEST(StringEncoding, DecodesAndEncodesThroughCodePagesAndFailuresGiveEmptyResults)
 {
-    String euro = String::FromMultibyte(1252, "\x80 caf\xe9", -1);
-    EXPECT_EQ(S(L"\u20ac caf\u00e9"), euro);
-    EXPECT_EQ("\x80 caf\xe9", euro.Multibyte(1252));
-    String oem = String::FromMultibyte(437, std::string("\x82\xc9", 2));
-    EXPECT_EQ(S(L"\u00e9\u2554"), oem);
-    EXPECT_EQ("\x82\xc9", oem.Multibyte(437));
-    String utf8 = String::FromUtf8(std::string("\xe2\x82\xac\0x", 5));
-    EXPECT_EQ(N(L"\u20ac\0x", 3), utf8);
-    EXPECT_EQ(std::string("\xe2\x82\xac\0x", 5), utf8.Multibyte(65001));
-    EXPECT_EQ(S(L"pla"), String::FromSystemMultibyte("plain", 3));
-    EXPECT_EQ("plain", S(L"plain").SystemMultibyte());
-    std::string longText = std::string(5000, 'q') + "\xc3\xa9";
-    String decoded = String::FromUtf8(longText);
-    EXPECT_EQ(5001u, decoded.size());
-    EXPECT_EQ(longText, decoded.Utf8());
+    const std::string longText = std::string(5000, 'q') + "\xc3\xa9";
+    expectEach<String>({
+        {String::FromMultibyte(1252, "\x80 caf\xe9", -1), S(L"\u20ac caf\u00e9"), "1252"},
+        {String::FromMultibyte(437, std::string("\x82\xc9", 2)), S(L"\u00e9\u2554"), "OEM 437"},
+        {String::FromUtf8(std::string("\xe2\x82\xac\0x", 5)), N(L"\u20ac\0x", 3), "UTF-8, zero byte kept"},
+        {String::FromUtf8(longText), String::FromChar('q', 5000) + S(L"\u00e9"), "long UTF-8"},
+        {String::FromSystemMultibyte("plain", 3), S(L"pla"), "system, length given"},
+        {String::FromMultibyte(65000, "+Ti0-"), S(L"\u4e2d"), "UTF-7"},
+        {String::FromLatin1(std::string("\xe9\x80\0z", 4)), N(L"\u00e9\u0080\0z", 4), "Latin-1: bytes are units"},
+        {String::FromLatin1("ab", -1), S(L"ab"), "Latin-1 to the zero"},
+        {String::FromMultibyte(1252, "abc", 0), String(), "length 0"},
+        {String::FromMultibyte(1252, nullptr, 5), String(), "null"},
+        {String::FromMultibyte(12345, "abc", 3), String(), "no such code page"},
+    });
+    expectEach<std::string>({
+        {S(L"\u20ac caf\u00e9").Multibyte(1252), "\x80 caf\xe9", "1252"},
+        {S(L"\u00e9\u2554").Multibyte(437), "\x82\xc9", "OEM 437"},
+        {N(L"\u20ac\0x", 3).Multibyte(65001), std::string("\xe2\x82\xac\0x", 5), "65001 is Utf8()"},
+        {S(L"plain").SystemMultibyte(), "plain", "system"},
+        {S(L"\u4e2d").Multibyte(65000), "+Ti0-", "UTF-7: more than three bytes a unit, size asked for"},
+        {S(L"a\u4e2db").Multibyte(1252), "a?b", "default character"},
+        {S(L"abc").Multibyte(12345), "", "no such code page"}, {String().Multibyte(1252), "", "empty"},
+        {S(L"\u00e9\u20ac").Latin1(), "\xe9?", "Latin-1"}, {S(L"e\u00e9\u007f").Ascii(), "e?\x7f", "ASCII"},
+        {S(L"A\u00e9\u20ac").Utf8(), "A\xc3\xa9\xe2\x82\xac", "UTF-8"},
+        {N(L"\xD83D\xDE00", 2).Utf8(), "\xed\xa0\xbd\xed\xb8\x80", "surrogates: six bytes, not four"},
+        {String().Utf8(), "", "UTF-8 of empty"},
+        {N(L"\x7f\x80\x7ff\x800\xffff", 5).Utf8(), "\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf", "UTF-8 edges"},
+    });
 }
-
-TEST(StringEncoding, ConversionFailuresGiveEmptyResultsAndUnitsBeyondThePageAreReplaced)
-{
-    EXPECT_EQ(String(), String::FromMultibyte(1252, "abc", 0));
-    EXPECT_EQ(String(), String::FromMultibyte(1252, nullptr, 5));
-    EXPECT_EQ(String(), String::FromMultibyte(12345, "abc", 3));
-    EXPECT_EQ("", S(L"abc").Multibyte(12345));
-    EXPECT_EQ("", String().Multibyte(1252));
-    EXPECT_EQ("a?b", S(L"a\u4e2db").Multibyte(1252));
-    // UTF-7 needs more than three bytes per unit: the size is asked for and the conversion repeated.
-    EXPECT_EQ("+Ti0-", S(L"\u4e2d").Multibyte(65000));
-    EXPECT_EQ(S(L"\u4e2d"), String::FromMultibyte(65000, "+Ti0-"));
-
-    EXPECT_EQ(N(L"\u00e9\u0080\0z", 4), String::FromLatin1(std::string("\xe9\x80\0z", 4)));
-    EXPECT_EQ(S(L"ab"), String::FromLatin1("ab", -1));
-    EXPECT_EQ("\xe9?", S(L"\u00e9\u20ac").Latin1());
-    EXPECT_EQ("e?\x7f", S(L"e\u00e9\u007f").Ascii());
-}
-
-TEST(StringEncoding, Utf8EncodesEachUnitBySelf)
-{
-    EXPECT_EQ("A\xc3\xa9\xe2\x82\xac", S(L"A\u00e9\u20ac").Utf8());
-    EXPECT_EQ("\xed\xa0\xbd\xed\xb8\x80", N(L"\xD83D\xDE00", 2).Utf8());  // six bytes, not four
-    EXPECT_EQ("", String().Utf8());
-    EXPECT_EQ("\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf", N(L"\x7f\x80\x7ff\x800\xffff", 5).Utf8());
-}
-
-// --- formatting ---------------------------------------------------------------------------
 
 TEST(StringFormat, UsesTheWideRuntimeFormatterAndGrowsItsBuffer)
 {
@@ -142,7 +120,6 @@ TEST(StringFormat, UsesTheWideRuntimeFormatterAndGrowsItsBuffer)
     String formatted;
     EXPECT_EQ(&formatted, &formatted.Format(S(L"%c%c"), L'o', L'k'));
     EXPECT_EQ(S(L"ok"), formatted);
-
     std::wstring big(10000, L'z');
     EXPECT_EQ(S(L"[") + S(big.c_str()) + S(L"]"), String::FromFormat(S(L"[%s]"), big.c_str()));
     std::wstring exact(2048, L'e');
@@ -157,7 +134,6 @@ TEST(StringFormat, FormatAndParseUseAPointOnEveryThreadWhileTheLocaleUsesAComma)
     wchar_t local[32];
     _snwprintf(local, 32, L"%.1f", 1.5);
     ASSERT_EQ(L"1,5", std::wstring(local));
-
     EXPECT_EQ(S(L"1.25"), String::FromFormat(S(L"%.2f"), 1.25));
     String appended;
     appended << 0.25;
@@ -166,7 +142,6 @@ TEST(StringFormat, FormatAndParseUseAPointOnEveryThreadWhileTheLocaleUsesAComma)
     EXPECT_TRUE(S(L"1.5").ParseNum(value));
     EXPECT_EQ(1.5, value);
     EXPECT_FALSE(S(L"1,5").ParseNum(value));
-
     std::vector<int> failures(4, 0);
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
@@ -192,7 +167,6 @@ TEST(StringFormat, MessageFormatTakesNarrowInsertsAndErrorTextKeepsItsCarriageRe
     const unsigned short fmt[] = {'[', '%', '1', ']', 0};
     EXPECT_EQ(S(L"[x]"), String::FromFormatMessage(fmt, "x"));
     EXPECT_EQ(String(), String::FromFormatMessage(S(L"%")));
-
     String text = String::FromError(ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(String::FromSystemMultibyte(systemFirstLine(ERROR_FILE_NOT_FOUND)), text);
     ASSERT_FALSE(text.empty());
@@ -219,28 +193,23 @@ TEST(StringFormat, FromCharAndFromNumFollowTheRuntimeRules)
 
 TEST(StringFormat, DateAndTimeFollowTheUserLocale)
 {
-    SYSTEMTIME time = {2024, 2, 0, 29, 13, 5, 9, 0};
-    char expected[128];
-    auto date = [&](DWORD flags) {
-        return GetDateFormatA(LOCALE_USER_DEFAULT, flags, &time, nullptr, expected, sizeof expected) > 0
-                   ? String::FromSystemMultibyte(expected) : S(L"(failed)");
+    const SYSTEMTIME time = {2024, 2, 0, 29, 13, 5, 9, 0};
+    SYSTEMTIME badMonth = time, badHour = time;
+    badMonth.wMonth = 13;
+    badHour.wHour = 25;
+    auto viaSystem = [&](decltype(&GetDateFormatA) format, DWORD flags) {
+        char text[128];
+        return format(LOCALE_USER_DEFAULT, flags, &time, nullptr, text, sizeof text) > 0
+                   ? String::FromSystemMultibyte(text) : S(L"(failed)");
     };
-    auto timeOfDay = [&](DWORD flags) {
-        return GetTimeFormatA(LOCALE_USER_DEFAULT, flags, &time, nullptr, expected, sizeof expected) > 0
-                   ? String::FromSystemMultibyte(expected) : S(L"(failed)");
-    };
-    EXPECT_EQ(date(DATE_LONGDATE), String::FromDate(time, true));
-    EXPECT_EQ(date(DATE_SHORTDATE), String::FromDate(time));
-    EXPECT_EQ(timeOfDay(0), String::FromTime(time));
-    EXPECT_EQ(timeOfDay(TIME_NOSECONDS), String::FromTime(time, false));
+    expectEach<String>({
+        {String::FromDate(time, true), viaSystem(GetDateFormatA, DATE_LONGDATE), "long date"},
+        {String::FromDate(time), viaSystem(GetDateFormatA, DATE_SHORTDATE), "short date"},
+        {String::FromTime(time), viaSystem(GetTimeFormatA, 0), "time"},
+        {String::FromTime(time, false), viaSystem(GetTimeFormatA, TIME_NOSECONDS), "time without seconds"},
+        {String::FromDate(badMonth), String(), "month 13"}, {String::FromTime(badHour), String(), "hour 25"},
+    });
     EXPECT_EQ(String::npos, String::FromTime(time, false).find(S(L"09")));
-
-    SYSTEMTIME invalid = time;
-    invalid.wMonth = 13;
-    EXPECT_EQ(String(), String::FromDate(invalid));
-    invalid = time;
-    invalid.wHour = 25;
-    EXPECT_EQ(String(), String::FromTime(invalid));
 }
 
 TEST(StringLimits, LengthAbove2147483645UnitsThrowsBeforeAllocating)
@@ -257,8 +226,6 @@ TEST(StringLimits, LengthAbove2147483645UnitsThrowsBeforeAllocating)
     EXPECT_THROW(String::Join(std::list<String>(empties.begin(), empties.end()), separator), std::length_error);
     EXPECT_THROW(String::Join(std::vector<String>(2149), separator), std::length_error);
 }
-
-// --- parsing ------------------------------------------------------------------------------
 
 namespace {
 
@@ -320,11 +287,7 @@ TEST(StringParse, TrailingBlanksOnlyAfterValuesBeyondTheSignedRange)
 TEST(StringParse, DoubleReadsUpToTheFirstBlank)
 {
     const double inf = std::numeric_limits<double>::infinity();
-    const struct {
-        String text;
-        bool ok;
-        double value;
-    } cases[] = {
+    const struct { String text; bool ok; double value; } cases[] = {
         {S(L"  1.5 abc"), true, 1.5}, {S(L"-2.5E2"), true, -250.0}, {S(L"INF"), true, inf},
         {S(L"+inf"), true, inf},      {S(L"-Inf"), true, -inf},     {S(L"1,5"), false, 0},
         {S(L""), false, 0},           {S(L"   "), false, 0},        {S(L"1.5x"), false, 0},
@@ -355,8 +318,6 @@ TEST(StringParse, GuidReadsBracedTextOrGivesZero)
     EXPECT_TRUE(IsEqualGUID(guid, GUID()));
 }
 
-// --- comparison ---------------------------------------------------------------------------
-
 TEST(StringCompare, QuickTestThenLocaleOrder)
 {
     expectEach<int>({
@@ -378,8 +339,6 @@ TEST(StringCompare, QuickTestThenLocaleOrder)
     EXPECT_FALSE(less(S(L"Banana"), S(L"apple")));
     EXPECT_FALSE(less(S(L"same"), S(L"same")));
 }
-
-// --- substrings and editing ---------------------------------------------------------------
 
 TEST(StringEdit, SubstringsCaseMappingAndTrimming)
 {
@@ -414,14 +373,12 @@ TEST(StringEdit, InsertRemoveAndReplaceNeverSearchingInsertedText)
     EXPECT_EQ(S(L"abbc!"), s.Insert(4, '!'));
     EXPECT_THROW(s.Insert(6, 'x'), std::out_of_range);
     EXPECT_THROW(s.Insert(-1, 'x'), std::out_of_range);
-
     String dashes = S(L"a-b-c"), runs = S(L"--x--");
     EXPECT_EQ(2, dashes.Remove('-'));
     EXPECT_EQ(S(L"abc"), dashes);
     EXPECT_EQ(-1, dashes.Remove('-'));
     EXPECT_EQ(1, runs.Remove('-'));
     EXPECT_EQ(S(L"x"), runs);
-
     expectEach<String>({
         {S(L"abc").Replace(String(), S(L"x")), S(L"xxxabc"), "empty find, count = length"},
         {S(L"aaa").Replace(S(L"a"), S(L"aa")), S(L"aaaaaa"), "inserted text not searched"},
@@ -432,8 +389,6 @@ TEST(StringEdit, InsertRemoveAndReplaceNeverSearchingInsertedText)
         {String().Replace(String(), S(L"x")), String(), "empty string"},
     });
 }
-
-// --- splitting, joining and lines ---------------------------------------------------------
 
 TEST(StringSplit, FollowsTheRequiredPartRulesAndJoinPutsSeparatorsBetween)
 {
