@@ -23,11 +23,7 @@ String S(const wchar_t *s) { return String(s); }
 // n units, zero units included.
 String N(const wchar_t *s, unsigned int n) { return String(reinterpret_cast<const unsigned short *>(s), n); }
 
-template <class T> struct Case {
-    T got;
-    T want;
-    const char *what;
-};
+template <class T> struct Case { T got; T want; const char *what; };
 
 template <class T> void expectEach(std::initializer_list<Case<T>> cases)
 {
@@ -112,18 +108,19 @@ TEST(StringEncoding, DecodesAndEncodesThroughCodePagesAndFailuresGiveEmptyResult
 
 TEST(StringFormat, UsesTheWideRuntimeFormatterAndGrowsItsBuffer)
 {
-    EXPECT_EQ(S(L"wide|narrow|7"), String::FromFormat(S(L"%s|%S|%d"), L"wide", "narrow", 7));
-    EXPECT_EQ(S(L"1099511627776 ff 003.1"), String::FromFormat(S(L"%I64d %x %05.1f"), 1LL << 40, 255, 3.14159));
-    EXPECT_EQ(S(L"0.500000"), String::FromFormat(S(L"%lf"), 0.5));
     const unsigned short fmt[] = {'<', '%', 'd', '>', 0};
-    EXPECT_EQ(S(L"<12>"), String::FromFormat(fmt, 12));
+    std::wstring big(10000, L'z'), exact(2048, L'e');
+    expectEach<String>({
+        {String::FromFormat(S(L"%s|%S|%d"), L"wide", "narrow", 7), S(L"wide|narrow|7"), "%s wide, %S narrow"},
+        {String::FromFormat(S(L"%I64d %x %05.1f"), 1LL << 40, 255, 3.14159), S(L"1099511627776 ff 003.1"), "%I64d"},
+        {String::FromFormat(S(L"%lf"), 0.5), S(L"0.500000"), "%lf"},
+        {String::FromFormat(fmt, 12), S(L"<12>"), "pointer format"},
+        {String::FromFormat(S(L"[%s]"), big.c_str()), S(L"[") + S(big.c_str()) + S(L"]"), "beyond the first buffer"},
+        {String::FromFormat(S(L"%s"), exact.c_str()), S(exact.c_str()), "exactly the first buffer"},
+    });
     String formatted;
     EXPECT_EQ(&formatted, &formatted.Format(S(L"%c%c"), L'o', L'k'));
     EXPECT_EQ(S(L"ok"), formatted);
-    std::wstring big(10000, L'z');
-    EXPECT_EQ(S(L"[") + S(big.c_str()) + S(L"]"), String::FromFormat(S(L"[%s]"), big.c_str()));
-    std::wstring exact(2048, L'e');
-    EXPECT_EQ(2048u, String::FromFormat(S(L"%s"), exact.c_str()).size());
 }
 
 TEST(StringFormat, FormatAndParseUseAPointOnEveryThreadWhileTheLocaleUsesAComma)
@@ -229,12 +226,7 @@ TEST(StringLimits, LengthAbove2147483645UnitsThrowsBeforeAllocating)
 
 namespace {
 
-template <class T> struct ParseCase {
-    String text;
-    int radix;
-    bool ok;
-    T value;  // 0 on failure
-};
+template <class T> struct ParseCase { String text; int radix; bool ok; T value; };  // value 0 on failure
 
 template <class T> void expectParses(std::initializer_list<ParseCase<T>> cases)
 {
