@@ -1,8 +1,8 @@
 #include "qvcore/core/WinException.h"
+#include "tests/core/SystemText.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -12,58 +12,24 @@ namespace {
 std::string executableName()
 {
     char name[MAX_PATH * 4];
-    DWORD length = ::GetModuleFileNameA(nullptr, name, sizeof name);
-    return std::string(name, length);
+    return std::string(name, ::GetModuleFileNameA(nullptr, name, sizeof name));
 }
 
-// The system's first line of text for a code, carriage return kept, as the formatter gives it.
-std::string systemFirstLine(DWORD code)
-{
-    char *buffer = nullptr;
-    DWORD length = ::FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS |
-                                        FORMAT_MESSAGE_FROM_SYSTEM,
-                                    nullptr, code, 0x400, reinterpret_cast<LPSTR>(&buffer), 0, nullptr);
-    std::string text(buffer ? buffer : "", length);
-    LocalFree(buffer);
-    return text.substr(0, text.find('\n'));
-}
-
-// --- faults ------------------------------------------------------------------------------------
-
-// Volatile, so that the compiler cannot see the null pointer or the zero divisor and must emit
-// the faulting instruction itself.
+// Volatile, so that the compiler must emit the faulting instruction itself.
 int *volatile nullPointer = nullptr;
 volatile int zero = 0;
 volatile int sink;
 
-__attribute__((noinline)) void writeThroughNull()
-{
-    *nullPointer = 1;
-}
-
-__attribute__((noinline)) void divideByZero()
-{
-    sink = 1 / zero;
-}
-
-__attribute__((noinline)) void breakPoint()
-{
-    asm volatile("int3");
-}
-
-__attribute__((noinline)) void illegalInstruction()
-{
-    __builtin_trap();
-}
+__attribute__((noinline)) void writeThroughNull() { *nullPointer = 1; }
+__attribute__((noinline)) void divideByZero() { sink = 1 / zero; }
+__attribute__((noinline)) void breakPoint() { asm volatile("int3"); }
+__attribute__((noinline)) void illegalInstruction() { __builtin_trap(); }
 
 // The faulting instruction is the very first of the function: the unwinder must still find it.
-__attribute__((noinline)) int readAtEntry(int *p)
-{
-    return *p;
-}
+__attribute__((noinline)) int readAtEntry(int *p) { return *p; }
 
-// The fault is the first instruction of the try block, right behind the prologue: looked up one
-// byte early, it would fall outside every call-site region and terminate the program.
+// The fault is right behind the prologue: looked up one byte early, it would fall outside every
+// call-site region and terminate the program.
 __attribute__((noinline)) bool catchesFaultAtStartOfTry(int *p)
 {
     try {
@@ -87,12 +53,8 @@ __attribute__((noinline)) void faultUnderObject(int &destroyed)
     sink = 0;
 }
 
-// A fault seen by this test's own translator, to tell it apart from the library's.
-struct TestTranslated {
-    unsigned int code;
-    void *address;
-    DWORD64 contextPc;  // where the context handed to the translator says the thread was
-};
+// What this test's own translator saw, to tell it apart from the library's.
+struct TestTranslated { unsigned int code; void *address; DWORD64 contextPc; };
 
 void __cdecl testTranslator(unsigned int code, EXCEPTION_POINTERS *pointers)
 {
@@ -104,20 +66,11 @@ void __cdecl testTranslator(unsigned int code, EXCEPTION_POINTERS *pointers)
     throw TestTranslated{code, pointers->ExceptionRecord->ExceptionAddress, pc};
 }
 
-void __cdecl decliningTranslator(unsigned int, EXCEPTION_POINTERS *)
-{
-}
-
-void __cdecl faultingTranslator(unsigned int, EXCEPTION_POINTERS *)
-{
-    divideByZero();
-}
+void __cdecl decliningTranslator(unsigned int, EXCEPTION_POINTERS *) {}
+void __cdecl faultingTranslator(unsigned int, EXCEPTION_POINTERS *) { divideByZero(); }
 
 // Translates a fault of its own on the way, with an enabler of its own.
-struct NestedTranslated {
-    unsigned int code;
-    unsigned long innerCode;
-};
+struct NestedTranslated { unsigned int code; unsigned long innerCode; };
 
 void __cdecl translatorWithOwnEnabler(unsigned int code, EXCEPTION_POINTERS *)
 {
@@ -136,11 +89,8 @@ void __cdecl translatorWithOwnEnabler(unsigned int code, EXCEPTION_POINTERS *)
 class Call : public SEHCall {
 public:
     explicit Call(void (*work)()) : work(work) {}
-
 protected:
     void Invoke() override { work(); }
-
-private:
     void (*work)();
 };
 
@@ -157,18 +107,27 @@ QvSETranslatorFunction currentTranslator()
     return current;
 }
 
-// --- watching faults that the library passes on --------------------------------------------
+struct Caught { unsigned long code; void *location; std::string module; };
 
-// A vectored handler behind the library's: it sees only what the library passed on. A fault on
-// the watched thread ends that thread with exit code 42, recording the code and flags first.
+// The SEHException that work raises, as its fields (zeros when none arrives).
+template <class Work> Caught sehFrom(Work work)
+{
+    try {
+        work();
+    } catch (const SEHException &e) {
+        return {e.GetCode(), e.GetModuleLocation(), e.GetModuleFileName().Utf8()};
+    }
+    ADD_FAILURE() << "no SEHException";
+    return {0, nullptr, ""};
+}
+
+// A vectored handler behind the library's sees only what the library passed on. A fault on the
+// watched thread ends that thread with exit code 42, recording the code and flags first.
 volatile DWORD watchedThread;
 volatile DWORD observedCode;
 volatile DWORD observedFlags;
 
-void endWatchedThread()
-{
-    ExitThread(42);
-}
+void endWatchedThread() { ExitThread(42); }
 
 LONG CALLBACK watchPassedOn(EXCEPTION_POINTERS *info)
 {
@@ -188,121 +147,65 @@ LONG CALLBACK watchPassedOn(EXCEPTION_POINTERS *info)
     return EXCEPTION_CONTINUE_EXECUTION;
 }
 
-struct PassedOn {
-    DWORD exitCode;
-    DWORD code;
-    DWORD flags;
-};
-
 DWORD WINAPI runWork(void *work)
 {
     reinterpret_cast<void (*)()>(work)();
     return 0;
 }
 
-// Runs work on a new thread watched by watchPassedOn.
-PassedOn runWatched(void (*work)())
-{
-    observedCode = 0;
-    observedFlags = 0;
-    PVOID handler = AddVectoredExceptionHandler(0, watchPassedOn);
-    DWORD id = 0;
-    HANDLE thread = CreateThread(nullptr, 0, runWork, reinterpret_cast<void *>(work), CREATE_SUSPENDED, &id);
-    watchedThread = id;
-    ResumeThread(thread);
-    WaitForSingleObject(thread, INFINITE);
-    DWORD exitCode = 0;
-    GetExitCodeThread(thread, &exitCode);
-    CloseHandle(thread);
-    RemoveVectoredExceptionHandler(handler);
-    watchedThread = 0;
-    return {exitCode, observedCode, observedFlags};
-}
-
-}  // namespace
-
-// --- WinException ------------------------------------------------------------------------------
-
-namespace {
-
-const unsigned short *wide(const wchar_t *s)
-{
-    return reinterpret_cast<const unsigned short *>(s);
-}
-
 // Derived exceptions supply their own text through the virtual GetErrorString.
 class OwnTextException : public WinException {
 public:
     explicit OwnTextException(const char16_t *text) : WinException(nullptr), text(text) {}
-
 protected:
     String GetErrorString() const override { return String(text); }
-
-private:
     const char16_t *text;
 };
 
 }  // namespace
 
-TEST(WinException, TextIsTheSystemsFirstLineAndTheCodeInLowerCaseHex)
+TEST(WinException, TextIsTheErrorTextAndTheCodeInLowerCaseHex)
 {
-    WinException e(wide(L"ReadFile"));
-    e.m_code = 2;
-    std::string first = systemFirstLine(2);
-    ASSERT_FALSE(first.empty());
-    EXPECT_EQ(first + " (0x00000002)", e.GetText().Utf8());
-    EXPECT_EQ(2L, static_cast<long>(e));
-
-    e.m_code = 0x12345678;
-    EXPECT_EQ("Unknown error (0x12345678)", e.GetText().Utf8());
-    e.m_code = 0x1234ABCD;
-    EXPECT_EQ("Unknown error (0x1234abcd)", e.GetText().Utf8());
-}
-
-TEST(WinException, ConstructionAndCopyKeepTheFields)
-{
-    const unsigned short *context = wide(L"CreateFile");
+    const unsigned short *context = reinterpret_cast<const unsigned short *>(L"ReadFile");
     WinException e(context);
     EXPECT_EQ(context, e.m_context);
-    EXPECT_TRUE(e.m_info.empty());
-    EXPECT_TRUE(e.m_sourceFile.empty());
+    EXPECT_TRUE(e.m_info.empty() && e.m_sourceFile.empty());
     EXPECT_EQ(0, e.m_line);
     EXPECT_EQ(0L, e.m_code);
-
+    ASSERT_FALSE(systemFirstLine(2).empty());
+    const struct { long code; std::string text; } cases[] = {
+        {2, systemFirstLine(2) + " (0x00000002)"}, {0x12345678, "Unknown error (0x12345678)"},
+        {0x1234ABCD, "Unknown error (0x1234abcd)"},
+    };
+    for (const auto &c : cases) {
+        e.m_code = c.code;
+        EXPECT_EQ(c.text, e.GetText().Utf8());
+        EXPECT_EQ(c.code, static_cast<long>(e));
+    }
     e.m_sourceFile = u"File.cpp";
     e.m_line = 17;
-    e.m_code = 5;
     WinException copy(nullptr);
     copy = e;
     e.m_sourceFile = u"changed";
     EXPECT_EQ(context, copy.m_context);  // the pointer, not a copy of the text
     EXPECT_EQ("File.cpp", copy.m_sourceFile.Utf8());
     EXPECT_EQ(17, copy.m_line);
-    EXPECT_EQ(5L, static_cast<long>(copy));
-}
-
-TEST(WinException, DerivedTextIsUsedThroughTheBaseAndEmptyTextIsUnknown)
-{
+    EXPECT_EQ(0x1234ABCDL, static_cast<long>(copy));
     OwnTextException own(u"Disk on fire");
     own.m_code = 0x2A;
     try {
         throw own;
-    } catch (const WinException &e) {
-        EXPECT_EQ("Disk on fire (0x0000002a)", e.GetText().Utf8());
+    } catch (const WinException &caught) {
+        EXPECT_EQ("Disk on fire (0x0000002a)", caught.GetText().Utf8());
     }
     OwnTextException empty(u"");
     empty.m_code = 2;
     EXPECT_EQ("Unknown error (0x00000002)", empty.GetText().Utf8());
 }
 
-// --- SEHException texts ------------------------------------------------------------------------
-
-TEST(SEHException, CodeNamesFollowTheTableAndOthersAreUnknown)
+TEST(SEHException, CodeNamesAndMessageWithModuleAndUpperCaseLocation)
 {
-    const struct {
-        unsigned long code;
-        const char *name;
-    } names[] = {
+    const struct { unsigned long code; const char *name; } names[] = {
         {0x80000002, "Data type misalignment"}, {0xC0000005, "Access violation"},
         {0xC000008E, "Divide by zero (FLT)"},   {0xC0000094, "Divide by zero (INT)"},
         {0xC0000096, "Priv instruction"},       {0xC00000FD, "Stack overflow"},
@@ -310,69 +213,37 @@ TEST(SEHException, CodeNamesFollowTheTableAndOthersAreUnknown)
     };
     for (const auto &entry : names)
         EXPECT_EQ(entry.name, SEHException(entry.code, nullptr).GetCodeAsString().Utf8()) << std::hex << entry.code;
-}
-
-TEST(SEHException, MessageNamesModuleAndUpperCaseLocation)
-{
     void *location = reinterpret_cast<void *>(&writeThroughNull);
     SEHException e(0xC0000005, location);
-    EXPECT_EQ(0xC0000005UL, e.GetCode());
-    EXPECT_EQ(location, e.GetModuleLocation());
-    EXPECT_EQ(executableName(), e.GetModuleFileName().Utf8());
-
     char address[32];
     std::snprintf(address, sizeof address, "0x%08llX", static_cast<unsigned long long>(reinterpret_cast<UINT_PTR>(location)));
     EXPECT_EQ("Fatal exception 'Access violation' caused by module '" + executableName() + "' at location " + address,
               e.GetMsg().Utf8());
-
-    // Below 64 KiB nothing is ever mapped: no module, an empty name.
-    SEHException outside(0xC0000097, reinterpret_cast<void *>(0xABC0));
-    EXPECT_EQ("", outside.GetModuleFileName().Utf8());
-    EXPECT_EQ("Fatal exception 'Unknown' caused by module '' at location 0x0000ABC0", outside.GetMsg().Utf8());
-    // Mapped memory that is no module (a stack) has no name either.
+    // Below 64 KiB nothing is mapped; a stack is mapped but no module: both have no name.
+    EXPECT_EQ("Fatal exception 'Unknown' caused by module '' at location 0x0000ABC0",
+              SEHException(0xC0000097, reinterpret_cast<void *>(0xABC0)).GetMsg().Utf8());
     int local = 0;
     EXPECT_EQ("", SEHException(0xC0000005, &local).GetModuleFileName().Utf8());
-
     SEHException assigned(0, nullptr);
     assigned = e;
     EXPECT_EQ(0xC0000005UL, assigned.GetCode());
     EXPECT_EQ(location, assigned.GetModuleLocation());
 }
 
-// --- translation -------------------------------------------------------------------------------
-
 TEST(SEHCall, FaultsInsideInvokeArriveAsSEHExceptionAtTheCaller)
 {
     TranslatorGuard guard;
-    try {
-        Call(writeThroughNull).DoCall();
-        ADD_FAILURE() << "no exception";
-    } catch (const SEHException &e) {
-        EXPECT_EQ(0xC0000005UL, e.GetCode());
-        EXPECT_EQ(executableName(), e.GetModuleFileName().Utf8());
-        EXPECT_EQ("Access violation", e.GetCodeAsString().Utf8());
-    }
-    try {
-        Call(divideByZero).DoCall();
-        ADD_FAILURE() << "no exception";
-    } catch (const SEHException &e) {
-        EXPECT_EQ(0xC0000094UL, e.GetCode());
-        EXPECT_EQ(executableName(), e.GetModuleFileName().Utf8());
-    }
-    const struct {
-        void (*work)();
-        unsigned long code;
-    } traps[] = {{breakPoint, 0x80000003}, {illegalInstruction, 0xC000001D}};
-    for (const auto &trap : traps) {
-        try {
-            Call(trap.work).DoCall();
-            ADD_FAILURE() << "no exception";
-        } catch (const SEHException &e) {
-            EXPECT_EQ(trap.code, e.GetCode());
-            EXPECT_EQ(reinterpret_cast<void *>(trap.work), e.GetModuleLocation());
+    const struct { void (*work)(); unsigned long code; } faults[] = {{writeThroughNull, 0xC0000005}, {divideByZero, 0xC0000094},
+                  {breakPoint, 0x80000003},       {illegalInstruction, 0xC000001D}};
+    for (const auto &fault : faults) {
+        Caught caught = sehFrom([&] { Call(fault.work).DoCall(); });
+        EXPECT_EQ(fault.code, caught.code);
+        EXPECT_EQ(executableName(), caught.module) << std::hex << fault.code;
+        if (fault.work == breakPoint || fault.work == illegalInstruction) {
+            EXPECT_EQ(reinterpret_cast<void *>(fault.work), caught.location) << std::hex << fault.code;
         }
     }
-    // Translation happens again and again: nothing is used up by the first fault.
+    // Nothing is used up by the first fault.
     for (int i = 0; i < 3; ++i)
         EXPECT_THROW(Call(writeThroughNull).DoCall(), SEHException);
 }
@@ -387,9 +258,7 @@ TEST(SEHCall, ThePreviousTranslatorIsBackAfterFaultsAndOtherExceptions)
     EXPECT_EQ(&testTranslator, currentTranslator());
     Call([] {}).DoCall();
     EXPECT_EQ(&testTranslator, currentTranslator());
-
-    // The test's translator really is in force again: it, not the library's, sees the next fault,
-    // with the record and the context of the fault itself.
+    // The test's translator, not the library's, sees the next fault, with its own record and context.
     try {
         readAtEntry(nullptr);
         ADD_FAILURE() << "no exception";
@@ -417,7 +286,6 @@ TEST(SEHException, EnablersNestAndRestoreInOrder)
         EXPECT_EQ(library, currentTranslator());
     }
     EXPECT_EQ(nullptr, currentTranslator());
-
     // A translator may itself enable translation; its own translator is set again afterwards.
     QvSetSETranslator(translatorWithOwnEnabler);
     for (int i = 0; i < 2; ++i) {
@@ -436,64 +304,35 @@ TEST(SEHException, UnwindingFindsFaultingFramesAndDestroysTheirObjects)
 {
     TranslatorGuard guard;
     SEHException::TryCatchEnabler enabler;
-
     int destroyed = 0;
-    try {
-        Counted outer(destroyed);
-        faultUnderObject(destroyed);
-    } catch (const SEHException &e) {
-        EXPECT_EQ(0xC0000005UL, e.GetCode());
-    }
+    EXPECT_EQ(0xC0000005UL, sehFrom([&] {
+                  Counted outer(destroyed);
+                  faultUnderObject(destroyed);
+              }).code);
     EXPECT_EQ(2, destroyed);
-
-    try {
-        readAtEntry(nullptr);
-        ADD_FAILURE() << "no exception";
-    } catch (const SEHException &e) {
-        EXPECT_EQ(reinterpret_cast<void *>(&readAtEntry), e.GetModuleLocation());
-    }
+    EXPECT_EQ(reinterpret_cast<void *>(&readAtEntry), sehFrom([] { readAtEntry(nullptr); }).location);
     EXPECT_TRUE(catchesFaultAtStartOfTry(nullptr));
-
     // A fault inside the library unwinds through the library's frames back into ours.
-    try {
-        String fromBadPointer(reinterpret_cast<const unsigned short *>(0x10));
-        ADD_FAILURE() << "no exception";
-    } catch (const SEHException &e) {
-        EXPECT_EQ(0xC0000005UL, e.GetCode());
-        std::string module = e.GetModuleFileName().Utf8();
-        EXPECT_EQ("qvcore.dll", module.substr(module.size() - std::min<std::size_t>(module.size(), 10)));
-    }
+    Caught inLibrary = sehFrom([] { String fromBadPointer(reinterpret_cast<const unsigned short *>(0x10)); });
+    EXPECT_EQ(0xC0000005UL, inLibrary.code);
+    ASSERT_GE(inLibrary.module.size(), 10u);
+    EXPECT_EQ("qvcore.dll", inLibrary.module.substr(inLibrary.module.size() - 10));
 }
 
-TEST(SEHException, OnlyFaultsAndSystemErrorsAreTranslated)
+TEST(SEHException, OnlyFaultsAndSystemErrorsAreTranslatedWhereNoSystemCodeHandlesThem)
 {
     TranslatorGuard guard;
     SEHException::TryCatchEnabler enabler;
-    // C++ exceptions of g++ travel as themselves.
     EXPECT_THROW(throw std::logic_error("x"), std::logic_error);
-    // Debug output is an exception the system catches itself.
-    EXPECT_NO_THROW(OutputDebugStringA("qvcore test\n"));
-    // A software-raised system error is translated too.
-    try {
-        RaiseException(0xC0000017, 0, 0, nullptr);
-        ADD_FAILURE() << "no exception";
-    } catch (const SEHException &e) {
-        EXPECT_EQ(0xC0000017UL, e.GetCode());
-    }
-}
-
-TEST(SEHException, FaultsThatSystemCodeHandlesItselfStayThere)
-{
-    TranslatorGuard guard;
-    SEHException::TryCatchEnabler enabler;
-    // These catch the access violation in their own exception frame and report it as a result.
+    EXPECT_NO_THROW(OutputDebugStringA("qvcore test\n"));  // the system catches this itself
+    EXPECT_EQ(0xC0000017UL, sehFrom([] { RaiseException(0xC0000017, 0, 0, nullptr); }).code);
+    // These catch the access violation in their own frame and report it as a result.
     BOOL bad = FALSE;
     EXPECT_NO_THROW(bad = IsBadReadPtr(reinterpret_cast<void *>(0x10), 4));
     EXPECT_TRUE(bad);
     int length = -1;
     EXPECT_NO_THROW(length = lstrlenA(reinterpret_cast<LPCSTR>(0x10)));
     EXPECT_EQ(0, length);
-    // Elsewhere on the thread faults are still translated.
     EXPECT_THROW(writeThroughNull(), SEHException);
 }
 
@@ -501,40 +340,38 @@ TEST(SEHException, FaultsNotForTheLibraryPassOnUntouched)
 {
     TranslatorGuard guard;
     SEHException::TryCatchEnabler enabler;  // on this thread only
-
-    // A thread without a translator.
-    PassedOn plain = runWatched(writeThroughNull);
-    EXPECT_EQ(42u, plain.exitCode);
-    EXPECT_EQ(0xC0000005u, plain.code);
-    EXPECT_EQ(0u, plain.flags & EXCEPTION_NONCONTINUABLE);
-
-    // After DoCall returned, the same thread is back to untouched faults.
-    PassedOn after = runWatched([] {
-        Call([] {}).DoCall();
-        divideByZero();
-    });
-    EXPECT_EQ(42u, after.exitCode);
-    EXPECT_EQ(0xC0000094u, after.code);
-
-    // Application-defined codes are not translated, even inside DoCall.
-    PassedOn custom = runWatched([] { Call([] { RaiseException(0xE0000001, 0, 0, nullptr); }).DoCall(); });
-    EXPECT_EQ(42u, custom.exitCode);
-    EXPECT_EQ(0xE0000001u, custom.code);
-
-    // A translator that returns hands the fault on, no longer continuable.
-    PassedOn declined = runWatched([] {
-        QvSetSETranslator(decliningTranslator);
-        writeThroughNull();
-    });
-    EXPECT_EQ(42u, declined.exitCode);
-    EXPECT_EQ(0xC0000005u, declined.code);
-    EXPECT_NE(0u, declined.flags & EXCEPTION_NONCONTINUABLE);
-
-    // A fault inside the translator itself is not handed to it again.
-    PassedOn nested = runWatched([] {
-        QvSetSETranslator(faultingTranslator);
-        writeThroughNull();
-    });
-    EXPECT_EQ(42u, nested.exitCode);
-    EXPECT_EQ(0xC0000094u, nested.code);
+    const struct {
+        void (*work)();
+        DWORD code;
+        int nonContinuable;  // -1: not checked
+        const char *what;
+    } cases[] = {
+        {writeThroughNull, 0xC0000005, 0, "thread without a translator"},
+        {[] { Call([] {}).DoCall(); divideByZero(); }, 0xC0000094, -1, "after DoCall returned"},
+        {[] { Call([] { RaiseException(0xE0000001, 0, 0, nullptr); }).DoCall(); }, 0xE0000001, -1,
+         "application-defined code inside DoCall"},
+        {[] { QvSetSETranslator(decliningTranslator); writeThroughNull(); }, 0xC0000005, 1,
+         "a translator that returns"},
+        {[] { QvSetSETranslator(faultingTranslator); writeThroughNull(); }, 0xC0000094, -1,
+         "a fault inside the translator is not handed to it again"},
+    };
+    for (const auto &c : cases) {
+        observedCode = 0;
+        observedFlags = 0;
+        PVOID handler = AddVectoredExceptionHandler(0, watchPassedOn);
+        DWORD id = 0, exitCode = 0;
+        HANDLE thread = CreateThread(nullptr, 0, runWork, reinterpret_cast<void *>(c.work), CREATE_SUSPENDED, &id);
+        watchedThread = id;
+        ResumeThread(thread);
+        WaitForSingleObject(thread, INFINITE);
+        GetExitCodeThread(thread, &exitCode);
+        CloseHandle(thread);
+        RemoveVectoredExceptionHandler(handler);
+        watchedThread = 0;
+        EXPECT_EQ(42u, exitCode) << c.what;
+        EXPECT_EQ(c.code, observedCode) << c.what;
+        if (c.nonContinuable >= 0) {
+            EXPECT_EQ(c.nonContinuable != 0, (observedFlags & EXCEPTION_NONCONTINUABLE) != 0) << c.what;
+        }
+    }
 }

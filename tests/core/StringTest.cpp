@@ -1,7 +1,9 @@
 #include "qvcore/core/String.h"
+#include "tests/core/SystemText.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <clocale>
 #include <cmath>
 #include <limits>
@@ -10,229 +12,140 @@
 #include <thread>
 #include <vector>
 
-// Failure messages show the text, with zero units made visible.
 void PrintTo(const String &s, std::ostream *out)
 {
-    *out << '"';
-    for (unsigned short unit : s) {
-        if (unit == 0)
-            *out << "\\0";
-        else if (unit < 0x80)
-            *out << static_cast<char>(unit);
-        else
-            *out << "\\u" << std::hex << unit << std::dec;
-    }
-    *out << "\" (" << s.size() << " units)";
+    *out << '"' << s.Utf8() << "\" (" << s.size() << " units)";
 }
 
 namespace {
 
 String S(const wchar_t *s) { return String(s); }
+// n units, zero units included.
+String N(const wchar_t *s, unsigned int n) { return String(reinterpret_cast<const unsigned short *>(s), n); }
 
-// The system's own text for an error code, as the formatter gives it.
-std::string systemErrorText(DWORD code)
+template <class T> struct Case { T got; T want; const char *what; };
+
+template <class T> void expectEach(std::initializer_list<Case<T>> cases)
 {
-    char *buffer = nullptr;
-    DWORD length = ::FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS |
-                                        FORMAT_MESSAGE_FROM_SYSTEM,
-                                    nullptr, code, 0x400, reinterpret_cast<LPSTR>(&buffer), 0, nullptr);
-    std::string text(buffer ? buffer : "", length);
-    LocalFree(buffer);
-    return text;
+    for (const Case<T> &c : cases)
+        EXPECT_EQ(c.want, c.got) << c.what;
 }
+
+std::vector<String> parts(const std::list<String> &list) { return std::vector<String>(list.begin(), list.end()); }
 
 }  // namespace
 
-// --- construction, assignment, appending --------------------------------------------------
-
-TEST(StringConstruction, CountsUnitsFromLengthNotFromZeroUnits)
+TEST(StringConstruction, CountsUnitsFromLengthCopiesAndAssigns)
 {
     const unsigned short units[] = {'a', 0, 'b', 0};
-    EXPECT_EQ(String(units).size(), 1u);
-    EXPECT_EQ(String(units, 3).size(), 3u);
-    EXPECT_EQ(String(units, 3)[2], 'b');
-    EXPECT_EQ(String(static_cast<const unsigned short *>(nullptr)), String());
-
     MemoryArray<unsigned short> array(3);
-    array.data()[0] = 'x';
-    array.data()[1] = 0;
-    array.data()[2] = 'y';
-    String fromArray(array);
-    EXPECT_EQ(fromArray.size(), 3u);
-    EXPECT_EQ(fromArray[2], 'y');
+    std::copy(units, units + 3, array.data());
     String assigned = S(L"old");
     assigned = array;
-    EXPECT_EQ(assigned, fromArray);
+    ASSERT_EQ(3u, assigned.size());
+    EXPECT_EQ('b', assigned[2]);
+    EXPECT_EQ(String(units, 3), assigned);
+    EXPECT_EQ(String(array), assigned);
+    EXPECT_EQ(S(L"a"), String(units));
     assigned = units;
-    EXPECT_EQ(assigned, S(L"a"));
-
-    EXPECT_EQ(String(S(L"abcdef"), 2, 3), S(L"cde"));
-    EXPECT_EQ(String(S(L"abc"), 3, 5), String());
+    EXPECT_EQ(S(L"a"), assigned);
+    EXPECT_EQ(String(), String(static_cast<const unsigned short *>(nullptr)));
+    EXPECT_EQ(S(L"cde"), String(S(L"abcdef"), 2, 3));
+    EXPECT_EQ(String(), String(S(L"abc"), 3, 5));
     EXPECT_THROW(String(S(L"abc"), 4, 1), std::out_of_range);
-    EXPECT_EQ(String(u"\u00e9t\u00e9"), String(L"\u00e9t\u00e9"));
+    EXPECT_EQ(String(L"\u00e9t\u00e9"), String(u"\u00e9t\u00e9"));
+    String copy = assigned;
+    copy[0] = 'A';
+    EXPECT_EQ(S(L"a"), assigned);
 }
 
-TEST(StringConstruction, CopiesAreIndependent)
-{
-    String a = S(L"one");
-    String b = a;
-    b[0] = 'O';
-    EXPECT_EQ(a, S(L"one"));
-    EXPECT_EQ(b, S(L"One"));
-}
-
-TEST(StringAppend, ChainsNumbersDoublesAndGuids)
+TEST(StringAppend, ChainsNumbersDoublesAndGuidsWithTheirZeroUnit)
 {
     String s;
     s << S(L"n=") << -42 << S(L" big=") << static_cast<__int64>(-9000000000LL) << S(L" d=") << 2.5;
-    EXPECT_EQ(s, S(L"n=-42 big=-9000000000 d=2.500000"));
-
-    const GUID guid = {0x12345678, 0x9abc, 0xdef0, {0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef}};
+    EXPECT_EQ(S(L"n=-42 big=-9000000000 d=2.500000"), s);
+    const GUID guid = {0x0a1b2c3d, 0x4e5f, 0x6a7b, {0x8c, 0x9d, 0xae, 0xbf, 0xc0, 0xd1, 0xe2, 0xf3}};
+    String text = String::FromGUID(guid);
+    ASSERT_EQ(39u, text.size());
+    EXPECT_EQ(0, text.back());
+    EXPECT_EQ(S(L"{0A1B2C3D-4E5F-6A7B-8C9D-AEBFC0D1E2F3}"), text.Left(38));
     String withGuid = S(L"id:");
     withGuid << guid << S(L"!");
-    // The GUID's terminating zero unit is carried along.
-    EXPECT_EQ(withGuid.size(), 3u + 39u + 1u);
-    EXPECT_EQ(withGuid[3 + 38], 0);
-    EXPECT_EQ(withGuid.back(), '!');
+    EXPECT_EQ(S(L"id:") + text + S(L"!"), withGuid);
 }
 
-// --- encodings ----------------------------------------------------------------------------
-
-TEST(StringEncoding, RoundTripsThroughCodePages)
+TEST(StringEncoding, DecodesAndEncodesThroughCodePagesAndFailuresGiveEmptyResults)
 {
-    // Windows-1252: the euro sign is byte 0x80.
-    String euro = String::FromMultibyte(1252, "\x80 caf\xe9", -1);
-    EXPECT_EQ(euro, S(L"\u20ac caf\u00e9"));
-    EXPECT_EQ(euro.Multibyte(1252), "\x80 caf\xe9");
-    // OEM 437: byte 0x82 is e acute, box drawing 0xC9.
-    String oem = String::FromMultibyte(437, std::string("\x82\xc9", 2));
-    EXPECT_EQ(oem, S(L"\u00e9\u2554"));
-    EXPECT_EQ(oem.Multibyte(437), "\x82\xc9");
-    // UTF-8 both ways, embedded zero bytes kept when the length is given.
-    String utf8 = String::FromUtf8(std::string("\xe2\x82\xac\0x", 5));
-    EXPECT_EQ(utf8.size(), 3u);
-    EXPECT_EQ(utf8[0], 0x20ac);
-    EXPECT_EQ(utf8[1], 0);
-    EXPECT_EQ(utf8.Multibyte(65001), std::string("\xe2\x82\xac\0x", 5));
-    EXPECT_EQ(String::FromSystemMultibyte("plain", 3), S(L"pla"));
-    EXPECT_EQ(S(L"plain").SystemMultibyte(), "plain");
+    const std::string longText = std::string(5000, 'q') + "\xc3\xa9";
+    expectEach<String>({
+        {String::FromMultibyte(1252, "\x80 caf\xe9", -1), S(L"\u20ac caf\u00e9"), "1252"},
+        {String::FromMultibyte(437, std::string("\x82\xc9", 2)), S(L"\u00e9\u2554"), "OEM 437"},
+        {String::FromUtf8(std::string("\xe2\x82\xac\0x", 5)), N(L"\u20ac\0x", 3), "UTF-8, zero byte kept"},
+        {String::FromUtf8(longText), String::FromChar('q', 5000) + S(L"\u00e9"), "long UTF-8"},
+        {String::FromSystemMultibyte("plain", 3), S(L"pla"), "system, length given"},
+        {String::FromMultibyte(65000, "+Ti0-"), S(L"\u4e2d"), "UTF-7"},
+        {String::FromLatin1(std::string("\xe9\x80\0z", 4)), N(L"\u00e9\u0080\0z", 4), "Latin-1: bytes are units"},
+        {String::FromLatin1("ab", -1), S(L"ab"), "Latin-1 to the zero"},
+        {String::FromMultibyte(1252, "abc", 0), String(), "length 0"},
+        {String::FromMultibyte(1252, nullptr, 5), String(), "null"},
+        {String::FromMultibyte(12345, "abc", 3), String(), "no such code page"},
+    });
+    expectEach<std::string>({
+        {S(L"\u20ac caf\u00e9").Multibyte(1252), "\x80 caf\xe9", "1252"},
+        {S(L"\u00e9\u2554").Multibyte(437), "\x82\xc9", "OEM 437"},
+        {N(L"\u20ac\0x", 3).Multibyte(65001), std::string("\xe2\x82\xac\0x", 5), "65001 is Utf8()"},
+        {S(L"plain").SystemMultibyte(), "plain", "system"},
+        {S(L"\u4e2d").Multibyte(65000), "+Ti0-", "UTF-7: more than three bytes a unit, size asked for"},
+        {S(L"a\u4e2db").Multibyte(1252), "a?b", "default character"},
+        {S(L"abc").Multibyte(12345), "", "no such code page"}, {String().Multibyte(1252), "", "empty"},
+        {S(L"\u00e9\u20ac").Latin1(), "\xe9?", "Latin-1"}, {S(L"e\u00e9\u007f").Ascii(), "e?\x7f", "ASCII"},
+        {S(L"A\u00e9\u20ac").Utf8(), "A\xc3\xa9\xe2\x82\xac", "UTF-8"},
+        {N(L"\xD83D\xDE00", 2).Utf8(), "\xed\xa0\xbd\xed\xb8\x80", "surrogates: six bytes, not four"},
+        {String().Utf8(), "", "UTF-8 of empty"},
+        {N(L"\x7f\x80\x7ff\x800\xffff", 5).Utf8(), "\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf", "UTF-8 edges"},
+    });
 }
 
-TEST(StringEncoding, ConversionFailuresGiveEmptyResults)
+TEST(StringFormat, UsesTheWideRuntimeFormatterAndGrowsItsBuffer)
 {
-    EXPECT_EQ(String::FromMultibyte(1252, "abc", 0), String());
-    EXPECT_EQ(String::FromMultibyte(1252, nullptr, 5), String());
-    EXPECT_EQ(String::FromMultibyte(12345, "abc", 3), String());  // no such code page
-    EXPECT_EQ(S(L"abc").Multibyte(12345), "");
-    EXPECT_EQ(String().Multibyte(1252), "");
-    // Characters 1252 cannot hold become its default character.
-    EXPECT_EQ(S(L"a\u4e2db").Multibyte(1252), "a?b");
-    // UTF-7 needs more than three bytes per unit here: the size is asked for and the
-    // conversion repeated.
-    EXPECT_EQ(S(L"\u4e2d").Multibyte(65000), "+Ti0-");
-    EXPECT_EQ(String::FromMultibyte(65000, "+Ti0-"), S(L"\u4e2d"));
-}
-
-TEST(StringEncoding, DecodesTextLongerThanOneUnitPerByteBound)
-{
-    // 5000 bytes that decode to more units than the first buffer guess cannot happen for
-    // single-byte pages; a long text still decodes exactly.
-    std::string longText(5000, 'q');
-    longText += "\xc3\xa9";
-    String decoded = String::FromUtf8(longText);
-    ASSERT_EQ(decoded.size(), 5001u);
-    EXPECT_EQ(decoded.back(), 0xe9);
-    EXPECT_EQ(decoded.Utf8(), longText);
-}
-
-TEST(StringEncoding, Utf8EncodesEachUnitBySelf)
-{
-    EXPECT_EQ(S(L"A\u00e9\u20ac").Utf8(), "A\xc3\xa9\xe2\x82\xac");
-    const unsigned short pair[] = {0xD83D, 0xDE00};
-    // Surrogates become two 3-byte sequences, not one 4-byte sequence.
-    EXPECT_EQ(String(pair, 2).Utf8(), "\xed\xa0\xbd\xed\xb8\x80");
-    EXPECT_EQ(String().Utf8(), "");
-    const unsigned short edges[] = {0x7f, 0x80, 0x7ff, 0x800, 0xffff};
-    EXPECT_EQ(String(edges, 5).Utf8(), "\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf");
-}
-
-TEST(StringEncoding, Latin1AndAsciiReplaceWhatTheyCannotHold)
-{
-    String latin = String::FromLatin1(std::string("\xe9\x80\0z", 4));
-    ASSERT_EQ(latin.size(), 4u);
-    EXPECT_EQ(latin[0], 0xe9);
-    EXPECT_EQ(latin[1], 0x80);  // not the euro sign: bytes are units
-    EXPECT_EQ(latin[2], 0);
-    EXPECT_EQ(String::FromLatin1("ab", -1), S(L"ab"));
-    EXPECT_EQ(S(L"\u00e9\u20ac").Latin1(), "\xe9?");
-    EXPECT_EQ(S(L"e\u00e9\u007f").Ascii(), "e?\x7f");
-}
-
-// --- formatting ---------------------------------------------------------------------------
-
-TEST(StringFormat, UsesTheWideRuntimeFormatter)
-{
-    // "%s" takes a wide string and "%S" a narrow one; "%I64d" a 64-bit value.
-    EXPECT_EQ(String::FromFormat(S(L"%s|%S|%d"), L"wide", "narrow", 7), S(L"wide|narrow|7"));
-    EXPECT_EQ(String::FromFormat(S(L"%I64d %x %05.1f"), 1LL << 40, 255, 3.14159), S(L"1099511627776 ff 003.1"));
-    EXPECT_EQ(String::FromFormat(S(L"%lf"), 0.5), S(L"0.500000"));
     const unsigned short fmt[] = {'<', '%', 'd', '>', 0};
-    EXPECT_EQ(String::FromFormat(fmt, 12), S(L"<12>"));
+    std::wstring big(10000, L'z'), exact(2048, L'e');
+    expectEach<String>({
+        {String::FromFormat(S(L"%s|%S|%d"), L"wide", "narrow", 7), S(L"wide|narrow|7"), "%s wide, %S narrow"},
+        {String::FromFormat(S(L"%I64d %x %05.1f"), 1LL << 40, 255, 3.14159), S(L"1099511627776 ff 003.1"), "%I64d"},
+        {String::FromFormat(S(L"%lf"), 0.5), S(L"0.500000"), "%lf"},
+        {String::FromFormat(fmt, 12), S(L"<12>"), "pointer format"},
+        {String::FromFormat(S(L"[%s]"), big.c_str()), S(L"[") + S(big.c_str()) + S(L"]"), "beyond the first buffer"},
+        {String::FromFormat(S(L"%s"), exact.c_str()), S(exact.c_str()), "exactly the first buffer"},
+    });
     String formatted;
-    EXPECT_EQ(&formatted.Format(S(L"%c%c"), L'o', L'k'), &formatted);
-    EXPECT_EQ(formatted, S(L"ok"));
+    EXPECT_EQ(&formatted, &formatted.Format(S(L"%c%c"), L'o', L'k'));
+    EXPECT_EQ(S(L"ok"), formatted);
 }
 
-TEST(StringFormat, GrowsBeyondTheFirstBuffer)
+TEST(StringFormat, FormatAndParseUseAPointOnEveryThreadWhileTheLocaleUsesAComma)
 {
-    std::wstring big(10000, L'z');
-    String formatted = String::FromFormat(S(L"[%s]"), big.c_str());
-    ASSERT_EQ(formatted.size(), 10002u);
-    EXPECT_EQ(formatted.front(), '[');
-    EXPECT_EQ(formatted[5000], 'z');
-    EXPECT_EQ(formatted.back(), ']');
-    // Exactly the first buffer's size.
-    std::wstring exact(2048, L'e');
-    EXPECT_EQ(String::FromFormat(S(L"%s"), exact.c_str()).size(), 2048u);
-}
-
-TEST(StringFormat, DecimalPointIsAlwaysAPoint)
-{
-    // Another part of the process has switched the runtime to a decimal comma.
     const char *previous = setlocale(LC_NUMERIC, nullptr);
     std::string saved = previous ? previous : "C";
-    ASSERT_NE(setlocale(LC_NUMERIC, "German_Germany.1252"), nullptr);
+    ASSERT_NE(nullptr, setlocale(LC_NUMERIC, "German_Germany.1252"));
     wchar_t local[32];
     _snwprintf(local, 32, L"%.1f", 1.5);
-    ASSERT_EQ(std::wstring(local), L"1,5");  // the switch took effect
-
-    EXPECT_EQ(String::FromFormat(S(L"%.2f"), 1.25), S(L"1.25"));
+    ASSERT_EQ(L"1,5", std::wstring(local));
+    EXPECT_EQ(S(L"1.25"), String::FromFormat(S(L"%.2f"), 1.25));
     String appended;
     appended << 0.25;
-    EXPECT_EQ(appended, S(L"0.250000"));
+    EXPECT_EQ(S(L"0.250000"), appended);
     double value = 0;
     EXPECT_TRUE(S(L"1.5").ParseNum(value));
-    EXPECT_EQ(value, 1.5);
+    EXPECT_EQ(1.5, value);
     EXPECT_FALSE(S(L"1,5").ParseNum(value));
-    EXPECT_EQ(value, 0);
-    // The caller's locale is back afterwards.
-    EXPECT_STREQ(setlocale(LC_NUMERIC, nullptr), "German_Germany.1252");
-    setlocale(LC_NUMERIC, saved.c_str());
-}
-
-TEST(StringFormat, ThreadsFormatAndParseWithPointsWhileLocaleUsesComma)
-{
-    const char *previous = setlocale(LC_NUMERIC, nullptr);
-    std::string saved = previous ? previous : "C";
-    ASSERT_NE(setlocale(LC_NUMERIC, "German_Germany.1252"), nullptr);
     std::vector<int> failures(4, 0);
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([t, &failures] {
             for (int i = 0; i < 300; ++i) {
-                double expected = t + i / 4.0;
+                double expected = t + i / 4.0, parsed = -1;
                 String text = String::FromFormat(S(L"%.2f"), expected);
-                double parsed = -1;
                 if (text.find(',') != String::npos || !text.ParseNum(parsed) || parsed != expected)
                     ++failures[t];
             }
@@ -240,92 +153,60 @@ TEST(StringFormat, ThreadsFormatAndParseWithPointsWhileLocaleUsesComma)
     }
     for (std::thread &thread : threads)
         thread.join();
-    for (int t = 0; t < 4; ++t)
-        EXPECT_EQ(failures[t], 0) << "thread " << t;
-    EXPECT_STREQ(setlocale(LC_NUMERIC, nullptr), "German_Germany.1252");
+    EXPECT_EQ(std::vector<int>(4, 0), failures);
+    EXPECT_STREQ("German_Germany.1252", setlocale(LC_NUMERIC, nullptr));
     setlocale(LC_NUMERIC, saved.c_str());
 }
 
-TEST(StringFormat, MessageFormatTakesNarrowInserts)
+TEST(StringFormat, MessageFormatTakesNarrowInsertsAndErrorTextKeepsItsCarriageReturn)
 {
-    EXPECT_EQ(String::FromFormatMessage(S(L"%1 has %2!d! items%n"), "list", 3), S(L"list has 3 items\r\n"));
+    EXPECT_EQ(S(L"list has 3 items\r\n"), String::FromFormatMessage(S(L"%1 has %2!d! items%n"), "list", 3));
     const unsigned short fmt[] = {'[', '%', '1', ']', 0};
-    EXPECT_EQ(String::FromFormatMessage(fmt, "x"), S(L"[x]"));
-    // An unknown insert number makes the formatter fail.
-    EXPECT_EQ(String::FromFormatMessage(S(L"%")), String());
-}
-
-TEST(StringFormat, FromErrorKeepsFirstLineWithItsCarriageReturn)
-{
+    EXPECT_EQ(S(L"[x]"), String::FromFormatMessage(fmt, "x"));
+    EXPECT_EQ(String(), String::FromFormatMessage(S(L"%")));
     String text = String::FromError(ERROR_FILE_NOT_FOUND);
-    std::string expected = systemErrorText(ERROR_FILE_NOT_FOUND);
-    ASSERT_FALSE(expected.empty());
-    expected.erase(expected.find('\n'));
-    EXPECT_EQ(text, String::FromSystemMultibyte(expected));
+    EXPECT_EQ(String::FromSystemMultibyte(systemFirstLine(ERROR_FILE_NOT_FOUND)), text);
     ASSERT_FALSE(text.empty());
-    EXPECT_EQ(text.back(), '\r');
-    EXPECT_EQ(text.find(10), String::npos);
-    EXPECT_EQ(String::FromError(0x2BADBEEF), String());
+    EXPECT_EQ('\r', text.back());
+    EXPECT_EQ(String::npos, text.find(10));
+    EXPECT_EQ(String(), String::FromError(0x2BADBEEF));
 }
 
-TEST(StringFormat, FromCharRepeatsAndRejectsNegativeCounts)
+TEST(StringFormat, FromCharAndFromNumFollowTheRuntimeRules)
 {
-    EXPECT_EQ(String::FromChar('-', 3), S(L"---"));
-    EXPECT_EQ(String::FromChar('-', 0), String());
-    EXPECT_EQ(String::FromChar('x'), S(L"x"));
+    expectEach<String>({
+        {String::FromChar('-', 3), S(L"---"), "FromChar 3"}, {String::FromChar('-', 0), String(), "FromChar 0"},
+        {String::FromChar('x'), S(L"x"), "FromChar default"}, {String::FromNum(-255), S(L"-255"), "int"},
+        {String::FromNum(255, 16), S(L"ff"), "lower-case hex"},
+        {String::FromNum(-1, 16), S(L"ffffffff"), "two's complement outside radix 10"},
+        {String::FromNum(4000000000u), S(L"4000000000"), "unsigned"}, {String::FromNum(35u, 36), S(L"z"), "radix 36"},
+        {String::FromNum(static_cast<__int64>(-1), 16), S(L"ffffffffffffffff"), "int64 hex"},
+        {String::FromNum(std::numeric_limits<__int64>::min()), S(L"-9223372036854775808"), "int64 min"},
+        {String::FromNum(std::numeric_limits<unsigned __int64>::max(), 2), String::FromChar('1', 64), "uint64 binary"},
+        {String::FromNum(5, 1), String(), "radix 1"}, {String::FromNum(5u, 37), String(), "radix 37"},
+    });
     EXPECT_THROW(String::FromChar('-', -1), std::length_error);
-}
-
-TEST(StringFormat, FromNumFollowsRuntimeRadixRules)
-{
-    EXPECT_EQ(String::FromNum(-255), S(L"-255"));
-    EXPECT_EQ(String::FromNum(255, 16), S(L"ff"));
-    EXPECT_EQ(String::FromNum(-1, 16), S(L"ffffffff"));  // two's complement outside radix 10
-    EXPECT_EQ(String::FromNum(4000000000u), S(L"4000000000"));
-    EXPECT_EQ(String::FromNum(35u, 36), S(L"z"));
-    EXPECT_EQ(String::FromNum(static_cast<__int64>(-1), 16), S(L"ffffffffffffffff"));
-    EXPECT_EQ(String::FromNum(std::numeric_limits<__int64>::min()), S(L"-9223372036854775808"));
-    EXPECT_EQ(String::FromNum(std::numeric_limits<unsigned __int64>::max(), 2), String::FromChar('1', 64));
-    EXPECT_EQ(String::FromNum(5, 1), String());
-    EXPECT_EQ(String::FromNum(5u, 37), String());
-}
-
-TEST(StringFormat, FromGuidIs39UnitsEndingInZero)
-{
-    const GUID guid = {0x0a1b2c3d, 0x4e5f, 0x6a7b, {0x8c, 0x9d, 0xae, 0xbf, 0xc0, 0xd1, 0xe2, 0xf3}};
-    String text = String::FromGUID(guid);
-    ASSERT_EQ(text.size(), 39u);
-    EXPECT_EQ(text.back(), 0);
-    EXPECT_EQ(text.Left(38), S(L"{0A1B2C3D-4E5F-6A7B-8C9D-AEBFC0D1E2F3}"));
 }
 
 TEST(StringFormat, DateAndTimeFollowTheUserLocale)
 {
-    SYSTEMTIME time = {};
-    time.wYear = 2024;
-    time.wMonth = 2;
-    time.wDay = 29;
-    time.wHour = 13;
-    time.wMinute = 5;
-    time.wSecond = 9;
-    char expected[128];
-    ASSERT_GT(GetDateFormatA(LOCALE_USER_DEFAULT, DATE_LONGDATE, &time, nullptr, expected, sizeof expected), 0);
-    EXPECT_EQ(String::FromDate(time, true), String::FromSystemMultibyte(expected));
-    ASSERT_GT(GetDateFormatA(LOCALE_USER_DEFAULT, DATE_SHORTDATE, &time, nullptr, expected, sizeof expected), 0);
-    EXPECT_EQ(String::FromDate(time), String::FromSystemMultibyte(expected));
-    ASSERT_GT(GetTimeFormatA(LOCALE_USER_DEFAULT, 0, &time, nullptr, expected, sizeof expected), 0);
-    EXPECT_EQ(String::FromTime(time), String::FromSystemMultibyte(expected));
-    ASSERT_GT(GetTimeFormatA(LOCALE_USER_DEFAULT, TIME_NOSECONDS, &time, nullptr, expected, sizeof expected), 0);
-    String noSeconds = String::FromTime(time, false);
-    EXPECT_EQ(noSeconds, String::FromSystemMultibyte(expected));
-    EXPECT_EQ(noSeconds.find(S(L"09")), String::npos);
-
-    SYSTEMTIME invalid = time;
-    invalid.wMonth = 13;
-    EXPECT_EQ(String::FromDate(invalid), String());
-    invalid = time;
-    invalid.wHour = 25;
-    EXPECT_EQ(String::FromTime(invalid), String());
+    const SYSTEMTIME time = {2024, 2, 0, 29, 13, 5, 9, 0};
+    SYSTEMTIME badMonth = time, badHour = time;
+    badMonth.wMonth = 13;
+    badHour.wHour = 25;
+    auto viaSystem = [&](decltype(&GetDateFormatA) format, DWORD flags) {
+        char text[128];
+        return format(LOCALE_USER_DEFAULT, flags, &time, nullptr, text, sizeof text) > 0
+                   ? String::FromSystemMultibyte(text) : S(L"(failed)");
+    };
+    expectEach<String>({
+        {String::FromDate(time, true), viaSystem(GetDateFormatA, DATE_LONGDATE), "long date"},
+        {String::FromDate(time), viaSystem(GetDateFormatA, DATE_SHORTDATE), "short date"},
+        {String::FromTime(time), viaSystem(GetTimeFormatA, 0), "time"},
+        {String::FromTime(time, false), viaSystem(GetTimeFormatA, TIME_NOSECONDS), "time without seconds"},
+        {String::FromDate(badMonth), String(), "month 13"}, {String::FromTime(badHour), String(), "hour 25"},
+    });
+    EXPECT_EQ(String::npos, String::FromTime(time, false).find(S(L"09")));
 }
 
 TEST(StringLimits, LengthAbove2147483645UnitsThrowsBeforeAllocating)
@@ -333,303 +214,211 @@ TEST(StringLimits, LengthAbove2147483645UnitsThrowsBeforeAllocating)
     EXPECT_THROW(String::FromChar('x', 2147483646), std::length_error);
     String s = S(L"ab");
     EXPECT_THROW(s.Insert(1, 'x', 2147483644), std::length_error);
-    EXPECT_EQ(s, S(L"ab"));
+    EXPECT_EQ(S(L"ab"), s);
     EXPECT_THROW(s.Insert(1, 'x', -1), std::length_error);
+    // 4,400 separators of a million units wrap a 32-bit count; 2,148 are just past the limit.
+    std::vector<String> empties(4401);
+    String separator = String::FromChar('-', 1000000);
+    EXPECT_THROW(String::Join(empties, separator), std::length_error);
+    EXPECT_THROW(String::Join(std::list<String>(empties.begin(), empties.end()), separator), std::length_error);
+    EXPECT_THROW(String::Join(std::vector<String>(2149), separator), std::length_error);
 }
 
-// --- parsing ------------------------------------------------------------------------------
+namespace {
+
+template <class T> struct ParseCase { String text; int radix; bool ok; T value; };  // value 0 on failure
+
+template <class T> void expectParses(std::initializer_list<ParseCase<T>> cases)
+{
+    for (const ParseCase<T> &c : cases) {
+        T value = 99;
+        EXPECT_EQ(c.ok, c.text.ParseNum(value, c.radix)) << '"' << c.text.Utf8() << "\" radix " << c.radix;
+        EXPECT_EQ(c.value, value) << '"' << c.text.Utf8() << "\" radix " << c.radix;
+    }
+}
+
+}  // namespace
 
 TEST(StringParse, Int32AcceptsBlanksSignsAndDigitsByLowByte)
 {
-    int value = -1;
-    EXPECT_TRUE(String().ParseNum(value));
-    EXPECT_EQ(value, 0);
-    value = -1;
-    EXPECT_TRUE(S(L"  +").ParseNum(value));
-    EXPECT_EQ(value, 0);
-    EXPECT_TRUE(S(L" \t-12").ParseNum(value));
-    EXPECT_EQ(value, -12);
-    EXPECT_TRUE(S(L"7fffFFFF").ParseNum(value, 16));
-    EXPECT_EQ(value, 0x7fffffff);
-    EXPECT_TRUE(S(L"z").ParseNum(value, 36));
-    EXPECT_EQ(value, 35);
-    // A unit whose low byte is '5' counts as the digit 5.
-    const unsigned short odd[] = {'1', 0x0135, 0};
-    EXPECT_TRUE(String(odd).ParseNum(value));
-    EXPECT_EQ(value, 15);
-
-    value = 99;
-    EXPECT_FALSE(S(L"0x1A").ParseNum(value, 16));  // x is digit 33
-    EXPECT_EQ(value, 0);
-    EXPECT_FALSE(S(L"19").ParseNum(value, 8));
-    EXPECT_FALSE(S(L"1").ParseNum(value, 1));
-    EXPECT_FALSE(S(L"1").ParseNum(value, 37));
-    EXPECT_FALSE(S(L"1.5").ParseNum(value));
-    const unsigned short embedded[] = {'1', 0, '2'};
-    EXPECT_FALSE(String(embedded, 3).ParseNum(value));
+    expectParses<int>({
+        {String(), 10, true, 0}, {S(L"  +"), 10, true, 0}, {S(L" \t-12"), 10, true, -12},
+        {S(L"7fffFFFF"), 16, true, 0x7fffffff}, {S(L"z"), 36, true, 35},
+        {S(L"1\u0135"), 10, true, 15},  // the low byte of U+0135 is '5'
+        {S(L"0x1A"), 16, false, 0},     // x is digit 33
+        {S(L"19"), 8, false, 0}, {S(L"1"), 1, false, 0}, {S(L"1"), 37, false, 0}, {S(L"1.5"), 10, false, 0},
+        {N(L"1\0002", 3), 10, false, 0},
+    });
 }
 
-TEST(StringParse, TrailingBlanksOnlyAfterValuesBeyondSignedRange)
+TEST(StringParse, TrailingBlanksOnlyAfterValuesBeyondTheSignedRange)
 {
-    int value = 0;
-    unsigned int unsignedValue = 0;
-    EXPECT_FALSE(S(L"12 ").ParseNum(value));
-    EXPECT_TRUE(S(L" 12").ParseNum(value));
-    EXPECT_EQ(value, 12);
-    EXPECT_TRUE(S(L"4000000000 ").ParseNum(unsignedValue));
-    EXPECT_EQ(unsignedValue, 4000000000u);
-    EXPECT_TRUE(S(L"4000000000\t").ParseNum(value));
-    EXPECT_EQ(value, static_cast<int>(4000000000u));  // wraps as int
-    EXPECT_FALSE(S(L"2147483647 ").ParseNum(value));
-    EXPECT_TRUE(S(L"2147483648 ").ParseNum(value));
-    EXPECT_FALSE(S(L"-2147483648 ").ParseNum(value));
-    EXPECT_TRUE(S(L"-2147483649 ").ParseNum(value));
-    EXPECT_TRUE(S(L"-2147483648").ParseNum(value));
-    EXPECT_EQ(value, std::numeric_limits<int>::min());
-    EXPECT_TRUE(S(L"4294967295").ParseNum(unsignedValue));
-    EXPECT_EQ(unsignedValue, 4294967295u);
-    // Overflow that makes the value smaller fails; the test catches only a visible wrap.
-    EXPECT_FALSE(S(L"4294967296").ParseNum(unsignedValue));
-    EXPECT_EQ(unsignedValue, 0u);
-    EXPECT_FALSE(S(L"99999999999").ParseNum(unsignedValue));
+    expectParses<int>({
+        {S(L"12 "), 10, false, 0}, {S(L" 12"), 10, true, 12},
+        {S(L"4000000000\t"), 10, true, static_cast<int>(4000000000u)},  // wraps as int
+        {S(L"2147483647 "), 10, false, 0}, {S(L"2147483648 "), 10, true, std::numeric_limits<int>::min()},
+        {S(L"-2147483648 "), 10, false, 0}, {S(L"-2147483649 "), 10, true, std::numeric_limits<int>::max()},
+        {S(L"-2147483648"), 10, true, std::numeric_limits<int>::min()},
+    });
+    expectParses<unsigned int>({
+        {S(L"4000000000 "), 10, true, 4000000000u}, {S(L"4294967295"), 10, true, 4294967295u},
+        {S(L"4294967296"), 10, false, 0},  // only a visible wrap is caught
+        {S(L"99999999999"), 10, false, 0},
+    });
+    expectParses<__int64>({
+        {S(L"-9223372036854775808"), 10, true, std::numeric_limits<__int64>::min()},
+        {S(L"9223372036854775807 "), 10, false, 0}, {S(L"4000000000"), 10, true, 4000000000LL},
+    });
+    expectParses<unsigned __int64>({
+        {S(L"9223372036854775808 "), 10, true, 9223372036854775808ULL},
+        {S(L"ffffffffffffffff"), 16, true, std::numeric_limits<unsigned __int64>::max()},
+        {S(L"18446744073709551616"), 10, false, 0},
+    });
 }
 
-TEST(StringParse, Int64UsesTheSameRulesWith64BitLimits)
+TEST(StringParse, DoubleReadsUpToTheFirstBlank)
 {
-    __int64 value = 0;
-    unsigned __int64 unsignedValue = 0;
-    EXPECT_TRUE(S(L"-9223372036854775808").ParseNum(value));
-    EXPECT_EQ(value, std::numeric_limits<__int64>::min());
-    EXPECT_FALSE(S(L"9223372036854775807 ").ParseNum(value));
-    EXPECT_TRUE(S(L"9223372036854775808 ").ParseNum(unsignedValue));
-    EXPECT_EQ(unsignedValue, 9223372036854775808ULL);
-    EXPECT_TRUE(S(L"ffffffffffffffff").ParseNum(unsignedValue, 16));
-    EXPECT_EQ(unsignedValue, std::numeric_limits<unsigned __int64>::max());
-    EXPECT_FALSE(S(L"18446744073709551616").ParseNum(unsignedValue));
-    EXPECT_EQ(unsignedValue, 0u);
-    EXPECT_TRUE(S(L"4000000000").ParseNum(value));
-    EXPECT_EQ(value, 4000000000LL);
-}
-
-TEST(StringParse, DoubleReadsUpToFirstBlank)
-{
-    double value = -1;
-    EXPECT_TRUE(S(L"  1.5 abc").ParseNum(value));
-    EXPECT_EQ(value, 1.5);
-    EXPECT_TRUE(S(L"-2.5E2").ParseNum(value));
-    EXPECT_EQ(value, -250.0);
-    EXPECT_TRUE(S(L"INF").ParseNum(value));
-    EXPECT_EQ(value, std::numeric_limits<double>::infinity());
-    EXPECT_TRUE(S(L"+inf").ParseNum(value));
-    EXPECT_EQ(value, std::numeric_limits<double>::infinity());
-    EXPECT_TRUE(S(L"-Inf").ParseNum(value));
-    EXPECT_EQ(value, -std::numeric_limits<double>::infinity());
-    EXPECT_TRUE(S(L"NaN").ParseNum(value));
-    EXPECT_TRUE(std::isnan(value));
-
-    for (const wchar_t *bad : {L"1,5", L"", L"   ", L"1.5x", L"\u00bd", L"1\u00e9"}) {
-        value = 7;
-        EXPECT_FALSE(S(bad).ParseNum(value)) << "input: " << String(bad).Utf8();
-        EXPECT_EQ(value, 0);
+    const double inf = std::numeric_limits<double>::infinity();
+    const struct { String text; bool ok; double value; } cases[] = {
+        {S(L"  1.5 abc"), true, 1.5}, {S(L"-2.5E2"), true, -250.0}, {S(L"INF"), true, inf},
+        {S(L"+inf"), true, inf},      {S(L"-Inf"), true, -inf},     {S(L"1,5"), false, 0},
+        {S(L""), false, 0},           {S(L"   "), false, 0},        {S(L"1.5x"), false, 0},
+        {S(L"\u00bd"), false, 0},     {S(L"1\u00e9"), false, 0},    {N(L"1\0005", 3), false, 0},
+    };
+    for (const auto &c : cases) {
+        double value = 7;
+        EXPECT_EQ(c.ok, c.text.ParseNum(value)) << c.text.Utf8();
+        EXPECT_EQ(c.value, value) << c.text.Utf8();
     }
-    const unsigned short embedded[] = {'1', 0, '5'};
-    EXPECT_FALSE(String(embedded, 3).ParseNum(value));
-
+    double nan = 0;
+    EXPECT_TRUE(S(L"NaN").ParseNum(nan));
+    EXPECT_TRUE(std::isnan(nan));
     float single = 0;
     EXPECT_TRUE(S(L"0.25").ParseNum(single));
-    EXPECT_EQ(single, 0.25f);
+    EXPECT_EQ(0.25f, single);
 }
 
 TEST(StringParse, GuidReadsBracedTextOrGivesZero)
 {
-    GUID guid = {};
+    GUID guid = {}, again = {};
     EXPECT_TRUE(S(L"{0A1B2C3D-4E5F-6A7B-8C9D-AEBFC0D1E2F3}").ParseGUID(guid));
-    EXPECT_EQ(guid.Data1, 0x0a1b2c3dul);
-    EXPECT_EQ(guid.Data4[7], 0xf3);
-    // FromGUID's text, zero unit included, reads back.
-    GUID again = {};
-    EXPECT_TRUE(String::FromGUID(guid).ParseGUID(again));
+    EXPECT_EQ(0x0a1b2c3dul, guid.Data1);
+    EXPECT_EQ(0xf3, guid.Data4[7]);
+    EXPECT_TRUE(String::FromGUID(guid).ParseGUID(again));  // zero unit included
     EXPECT_TRUE(IsEqualGUID(guid, again));
     EXPECT_FALSE(S(L"{0A1B2C3D-4E5F-6A7B-8C9D-AEBFC0D1E2FZ}").ParseGUID(guid));
     EXPECT_TRUE(IsEqualGUID(guid, GUID()));
 }
 
-// --- comparison ---------------------------------------------------------------------------
-
 TEST(StringCompare, QuickTestThenLocaleOrder)
 {
-    EXPECT_EQ(S(L"abc").Compare(S(L"abcd")), -1);
-    EXPECT_EQ(S(L"abcdef").Compare(S(L"abc")), 3);  // length difference, not just the sign
-    EXPECT_EQ(S(L"abc").Compare(S(L"abc")), 0);
-    EXPECT_EQ(S(L"abc").Compare(S(L"abd")), -1);
-    EXPECT_EQ(S(L"abd").Compare(S(L"abc")), 1);
-    EXPECT_EQ(S(L"abc").Compare(S(L"abd"), 2), 0);
-    EXPECT_EQ(S(L"abcx").Compare(S(L"ab"), 3), 1);
-    // The locale, not the unit values, orders: 'a' before 'B'.
-    EXPECT_EQ(S(L"a").Compare(S(L"B")), -1);
-    EXPECT_LT(S(L"B").Compare(S(L"a")), 0 + 2);
-    EXPECT_EQ(S(L"B").Compare(S(L"a")), 1);
-
-    EXPECT_EQ(S(L"abc").CompareNoCase(S(L"ABC")), 0);
-    EXPECT_EQ(S(L"abc").CompareNoCase(S(L"ABD")), -1);
-    EXPECT_EQ(S(L"ABC").CompareNoCase(S(L"ab")), 1);  // locale answer after the quick test
-    EXPECT_EQ(S(L"abc").CompareNoCase(S(L"ab")), 1);  // quick test: 3 - 2
-
+    expectEach<int>({
+        {S(L"abc").Compare(S(L"abcd")), -1, "quick test 3 - 4"},
+        {S(L"abcdef").Compare(S(L"abc")), 3, "quick test gives the length difference"},
+        {S(L"abc").Compare(S(L"abc")), 0, "equal"}, {S(L"abc").Compare(S(L"abd")), -1, "locale less"},
+        {S(L"abd").Compare(S(L"abc")), 1, "locale greater"},
+        {S(L"abc").Compare(S(L"abd"), 2), 0, "first 2 units equal"},
+        {S(L"abcx").Compare(S(L"ab"), 3), 1, "n cuts both lengths"},
+        {S(L"a").Compare(S(L"B")), -1, "locale, not unit order"},
+        {S(L"B").Compare(S(L"a")), 1, "locale, not unit order (reversed)"},
+        {S(L"abc").CompareNoCase(S(L"ABC")), 0, "no case equal"},
+        {S(L"abc").CompareNoCase(S(L"ABD")), -1, "no case less"},
+        {S(L"ABC").CompareNoCase(S(L"ab")), 1, "no case: locale after the quick test"},
+        {S(L"abc").CompareNoCase(S(L"ab")), 1, "no case quick test 3 - 2"},
+    });
     String::LocaleLess less;
     EXPECT_TRUE(less(S(L"apple"), S(L"Banana")));
     EXPECT_FALSE(less(S(L"Banana"), S(L"apple")));
     EXPECT_FALSE(less(S(L"same"), S(L"same")));
 }
 
-// --- substrings and editing ---------------------------------------------------------------
-
-TEST(StringEdit, LeftRightMid)
+TEST(StringEdit, SubstringsCaseMappingAndTrimming)
 {
-    String s = S(L"abcdef");
-    EXPECT_EQ(s.Left(2), S(L"ab"));
-    EXPECT_EQ(s.Left(-1), s);
-    EXPECT_EQ(s.Left(6), s);
-    EXPECT_EQ(s.Left(0), String());
-    EXPECT_EQ(s.Right(2), S(L"ef"));
-    EXPECT_EQ(s.Right(99), s);
-    EXPECT_EQ(s.Right(0), String());
-    const unsigned short zeroEnd[] = {'a', 'b', 'x', 0};
-    EXPECT_EQ(String(zeroEnd, 4).Right(2), S(L"x"));
-    const unsigned short zeroInside[] = {'a', 0, 'b', 'c'};
-    EXPECT_EQ(String(zeroInside, 4).Right(3), String());
-    EXPECT_EQ(String(zeroInside, 4).Right(4).size(), 4u);  // whole string, zero kept
-    EXPECT_EQ(s.Mid(2), S(L"cdef"));
-    EXPECT_EQ(s.Mid(2, 2), S(L"cd"));
-    EXPECT_EQ(s.Mid(6), String());
+    const String s = S(L"abcdef");
+    const String mixed = S(L"MiXeD");
+    expectEach<String>({
+        {s.Left(2), S(L"ab"), "Left(2)"}, {s.Left(-1), s, "Left(-1)"}, {s.Left(6), s, "Left(length)"},
+        {s.Left(0), String(), "Left(0)"}, {s.Right(2), S(L"ef"), "Right(2)"}, {s.Right(99), s, "Right(99)"},
+        {s.Right(0), String(), "Right(0)"}, {N(L"abx\0", 4).Right(2), S(L"x"), "Right stops at a zero unit"},
+        {N(L"a\0bc", 4).Right(3), String(), "Right starting at a zero unit"},
+        {N(L"a\0bc", 4).Right(4), N(L"a\0bc", 4), "Right(length) keeps the zero"}, {s.Mid(2), S(L"cdef"), "Mid(2)"},
+        {s.Mid(2, 2), S(L"cd"), "Mid(2, 2)"}, {s.Mid(6), String(), "Mid(length)"},
+        {S(L"Hello World").UpperCase(), S(L"HELLO WORLD"), "UpperCase"},
+        {mixed.LowerCase(), S(L"mixed"), "LowerCase"}, {mixed, S(L"MiXeD"), "case mapping leaves the string"},
+        {String().UpperCase(), String(), "UpperCase of empty"},
+        {S(L"a\u4e2d").UpperCase(), S(L"A") + String::FromSystemMultibyte(S(L"\u4e2d").SystemMultibyte()),
+         "beyond the code page: its default character"},
+        {S(L" \t a b \r\n").Trim(), S(L"a b"), "Trim"}, {S(L"  ab  ").Trim(true, false), S(L"ab  "), "Trim left"},
+        {S(L"  ab  ").Trim(false, true), S(L"  ab"), "Trim right"}, {S(L"   ").Trim(), String(), "Trim all blank"},
+        {S(L"   ").Trim(false, true), String(), "Trim right all blank"},
+        {S(L"xyaxy").Trim(S(L"yx")), S(L"a"), "Trim set"}, {S(L"--a-b--").Trim('-'), S(L"a-b"), "Trim unit"},
+        {S(L"--a--").Trim('-', false, false), S(L"--a--"), "Trim neither side"},
+    });
     EXPECT_THROW(s.Mid(7), std::out_of_range);
     EXPECT_THROW(s.Mid(-1), std::out_of_range);
 }
 
-TEST(StringEdit, CaseMappingGoesThroughAnsiCodePage)
-{
-    EXPECT_EQ(S(L"Hello World").UpperCase(), S(L"HELLO WORLD"));
-    EXPECT_EQ(S(L"Hello World").LowerCase(), S(L"hello world"));
-    String original = S(L"MiXeD");
-    EXPECT_EQ(original.LowerCase(), S(L"mixed"));
-    EXPECT_EQ(original, S(L"MiXeD"));
-    EXPECT_EQ(String().UpperCase(), String());
-    std::string defaultChar = S(L"\u4e2d").SystemMultibyte();
-    // A character the code page cannot hold comes back as its default character.
-    EXPECT_EQ(S(L"a\u4e2d").UpperCase(), S(L"A") + String::FromSystemMultibyte(defaultChar));
-}
-
-TEST(StringEdit, InsertAndRemove)
+TEST(StringEdit, InsertRemoveAndReplaceNeverSearchingInsertedText)
 {
     String s = S(L"ac");
-    EXPECT_EQ(&s.Insert(1, 'b', 2), &s);
-    EXPECT_EQ(s, S(L"abbc"));
-    s.Insert(4, '!');
-    EXPECT_EQ(s, S(L"abbc!"));
+    EXPECT_EQ(&s, &s.Insert(1, 'b', 2));
+    EXPECT_EQ(S(L"abbc!"), s.Insert(4, '!'));
     EXPECT_THROW(s.Insert(6, 'x'), std::out_of_range);
     EXPECT_THROW(s.Insert(-1, 'x'), std::out_of_range);
-
-    String dashes = S(L"a-b-c");
-    EXPECT_EQ(dashes.Remove('-'), 2);
-    EXPECT_EQ(dashes, S(L"abc"));
-    EXPECT_EQ(dashes.Remove('-'), -1);
-    String runs = S(L"--x--");
-    EXPECT_EQ(runs.Remove('-'), 1);
-    EXPECT_EQ(runs, S(L"x"));
+    String dashes = S(L"a-b-c"), runs = S(L"--x--");
+    EXPECT_EQ(2, dashes.Remove('-'));
+    EXPECT_EQ(S(L"abc"), dashes);
+    EXPECT_EQ(-1, dashes.Remove('-'));
+    EXPECT_EQ(1, runs.Remove('-'));
+    EXPECT_EQ(S(L"x"), runs);
+    expectEach<String>({
+        {S(L"abc").Replace(String(), S(L"x")), S(L"xxxabc"), "empty find, count = length"},
+        {S(L"aaa").Replace(S(L"a"), S(L"aa")), S(L"aaaaaa"), "inserted text not searched"},
+        {S(L"a.b.c.d").Replace(S(L"."), S(L"::"), 2), S(L"a::b::c.d"), "count 2"},
+        {S(L"a.b.c").Replace(S(L"."), String(), -2), S(L"abc"), "count -2"},
+        {S(L"abab").Replace(S(L"ab"), S(L"x"), 0), S(L"abab"), "count 0"},
+        {S(L"abc").Replace(S(L"zz"), S(L"x")), S(L"abc"), "not found"},
+        {String().Replace(String(), S(L"x")), String(), "empty string"},
+    });
 }
 
-TEST(StringEdit, TrimBySpaceSetOrUnit)
-{
-    EXPECT_EQ(S(L" \t a b \r\n").Trim(), S(L"a b"));
-    EXPECT_EQ(S(L"  ab  ").Trim(true, false), S(L"ab  "));
-    EXPECT_EQ(S(L"  ab  ").Trim(false, true), S(L"  ab"));
-    EXPECT_EQ(S(L"   ").Trim(), String());
-    EXPECT_EQ(S(L"   ").Trim(false, true), String());
-    EXPECT_EQ(S(L"xyaxy").Trim(S(L"yx")), S(L"a"));
-    EXPECT_EQ(S(L"--a-b--").Trim('-'), S(L"a-b"));
-    EXPECT_EQ(S(L"--a--").Trim('-', false, false), S(L"--a--"));
-}
-
-TEST(StringEdit, ReplaceNeverSearchesInsertedText)
-{
-    String s = S(L"abc");
-    EXPECT_EQ(s.Replace(String(), S(L"x")), S(L"xxxabc"));
-    EXPECT_EQ(S(L"aaa").Replace(S(L"a"), S(L"aa")), S(L"aaaaaa"));
-    EXPECT_EQ(S(L"a.b.c.d").Replace(S(L"."), S(L"::"), 2), S(L"a::b::c.d"));
-    EXPECT_EQ(S(L"a.b.c").Replace(S(L"."), String(), -2), S(L"abc"));
-    EXPECT_EQ(S(L"abab").Replace(S(L"ab"), S(L"x"), 0), S(L"abab"));
-    EXPECT_EQ(S(L"abc").Replace(S(L"zz"), S(L"x")), S(L"abc"));
-    // count -1 is the string's own length: at most that many replacements.
-    EXPECT_EQ(S(L"ab").Replace(String(), S(L"-")), S(L"--ab"));
-    EXPECT_EQ(String().Replace(String(), S(L"x")), String());
-}
-
-// --- splitting, joining and lines ---------------------------------------------------------
-
-namespace {
-
-std::vector<String> parts(const std::list<String> &list) { return std::vector<String>(list.begin(), list.end()); }
-
-}  // namespace
-
-TEST(StringSplit, FollowsTheRequiredPartRules)
+TEST(StringSplit, FollowsTheRequiredPartRulesAndJoinPutsSeparatorsBetween)
 {
     typedef std::vector<String> V;
-    EXPECT_EQ(parts(S(L",a,,b,").Split(',')), (V{S(L"a"), S(L"b")}));
-    EXPECT_EQ(parts(S(L",a,,b,").Split(',', true)), (V{String(), S(L"a"), String(), S(L"b"), String()}));
-    EXPECT_EQ(parts(S(L"a,b,").Split(',', true)), (V{S(L"a"), S(L"b"), String()}));
-    EXPECT_EQ(parts(S(L"a,b,").Split(',')), (V{S(L"a"), S(L"b")}));
-    EXPECT_EQ(parts(S(L"a,b,c").Split(',', false, 2)), (V{S(L"a"), S(L"b,c")}));
-    EXPECT_EQ(parts(S(L"a,b,c").Split(',', false, 1)), (V{S(L"a,b,c")}));
-    EXPECT_EQ(parts(S(L"a;b c").Split(S(L"; "))), (V{S(L"a"), S(L"b"), S(L"c")}));
-    EXPECT_TRUE(String().Split(',', true).empty());
-    EXPECT_EQ(parts(S(L",").Split(',', true)), (V{String(), String()}));
-    EXPECT_TRUE(S(L",,").Split(',').empty());
-    EXPECT_EQ(parts(S(L"abc").Split(String())), (V{S(L"abc")}));
-}
-
-TEST(StringJoin, PutsSeparatorOnlyBetweenParts)
-{
-    std::list<String> list{S(L"a"), S(L"b"), S(L"c")};
-    EXPECT_EQ(String::Join(list, S(L", ")), S(L"a, b, c"));
-    std::vector<String> vector{S(L"x")};
-    EXPECT_EQ(String::Join(vector, S(L"-")), S(L"x"));
-    EXPECT_EQ(String::Join(std::vector<String>(), S(L"-")), String());
-    EXPECT_EQ(String::Join(std::list<String>{String(), String()}, S(L"|")), S(L"|"));
-}
-
-TEST(StringJoin, TooLongResultThrowsBeforeAllocating)
-{
-    // 4,400 separators of a million units: 4.4e9 units, past what a 32-bit size can count.
-    std::vector<String> empties(4401);
-    String separator = String::FromChar('-', 1000000);
-    EXPECT_THROW(String::Join(empties, separator), std::length_error);
-    std::list<String> listed(empties.begin(), empties.end());
-    EXPECT_THROW(String::Join(listed, separator), std::length_error);
-    // 2,148 separators: just past the limit without any wrap.
-    EXPECT_THROW(String::Join(std::vector<String>(2149), separator), std::length_error);
+    expectEach<V>({
+        {parts(S(L",a,,b,").Split(',')), V{S(L"a"), S(L"b")}, ",a,,b,"},
+        {parts(S(L",a,,b,").Split(',', true)), V{String(), S(L"a"), String(), S(L"b"), String()}, ",a,,b, keep"},
+        {parts(S(L"a,b,").Split(',', true)), V{S(L"a"), S(L"b"), String()}, "a,b, keep"},
+        {parts(S(L"a,b,c").Split(',', false, 2)), V{S(L"a"), S(L"b,c")}, "max 2"},
+        {parts(S(L"a,b,c").Split(',', false, 1)), V{S(L"a,b,c")}, "max 1"},
+        {parts(S(L"a;b c").Split(S(L"; "))), V{S(L"a"), S(L"b"), S(L"c")}, "delimiter set"},
+        {parts(String().Split(',', true)), V(), "empty keep"},
+        {parts(S(L",").Split(',', true)), V{String(), String()}, ", keep"}, {parts(S(L",,").Split(',')), V(), ",,"},
+        {parts(S(L"abc").Split(String())), V{S(L"abc")}, "no delimiters"},
+    });
+    expectEach<String>({
+        {String::Join(std::list<String>{S(L"a"), S(L"b"), S(L"c")}, S(L", ")), S(L"a, b, c"), "list"},
+        {String::Join(V{S(L"x")}, S(L"-")), S(L"x"), "one part"}, {String::Join(V(), S(L"-")), String(), "no parts"},
+        {String::Join(std::list<String>{String(), String()}, S(L"|")), S(L"|"), "empty parts"},
+    });
 }
 
 TEST(StringLines, SelectsLinesFromStartOrEnd)
 {
-    String text = S(L"a\nb\nc");
-    EXPECT_EQ(text.GetLines(1, 1), S(L"b"));
-    EXPECT_EQ(text.GetLines(-1, 2), S(L"b\nc"));
-    EXPECT_EQ(text.GetLines(-1, -1), text);  // a negative last line with first below 1: all
-    EXPECT_EQ(text.GetLines(-1, 0), S(L"c"));
-    EXPECT_EQ(text.GetLines(-1, 9), text);
-    EXPECT_EQ(text.GetLines(5, 6), String());
-    EXPECT_EQ(text.GetLines(0, -1), text);
-    EXPECT_EQ(text.GetLines(-3, 1), S(L"c"));
-    EXPECT_EQ(text.GetLines(0, 0), S(L"a"));
-    EXPECT_EQ(text.GetLines(0, 1), S(L"a\nb"));
-    EXPECT_EQ(text.GetLines(1, -1), S(L"b\nc"));
-    EXPECT_EQ(text.GetLines(2, 7), S(L"c"));
-    EXPECT_EQ(text.GetLines(3, 3), String());
-    EXPECT_EQ(text.GetLines(2, 1), String());
-    // Carriage returns stay.
-    EXPECT_EQ(S(L"one\r\ntwo\r\n").GetLines(0, 0), S(L"one\r"));
-    EXPECT_EQ(S(L"one\ntwo\n").GetLines(2, 2), String());
+    const String text = S(L"a\nb\nc");
     const unsigned short raw[] = {'x', 10, 'y', 10, 'z'};
-    EXPECT_EQ(String::GetLines(raw, 3, 1, 5), S(L"y"));
-    EXPECT_EQ(String::GetLines(nullptr, 4, 0, -1), String());
+    expectEach<String>({
+        {text.GetLines(1, 1), S(L"b"), "1..1"}, {text.GetLines(-1, 2), S(L"b\nc"), "last 2"},
+        {text.GetLines(-1, -1), text, "-1..-1: all"}, {text.GetLines(-1, 0), S(L"c"), "last 0 counts as 1"},
+        {text.GetLines(-1, 9), text, "more than there are from the end"},
+        {text.GetLines(5, 6), String(), "beyond the end"}, {text.GetLines(0, -1), text, "0..-1"},
+        {text.GetLines(-3, 1), S(L"c"), "last 1"}, {text.GetLines(0, 0), S(L"a"), "0..0"},
+        {text.GetLines(0, 1), S(L"a\nb"), "0..1"}, {text.GetLines(1, -1), S(L"b\nc"), "1..end"},
+        {text.GetLines(2, 7), S(L"c"), "2..7"}, {text.GetLines(3, 3), String(), "3..3"},
+        {text.GetLines(2, 1), String(), "first after last"},
+        {S(L"one\r\ntwo\r\n").GetLines(0, 0), S(L"one\r"), "carriage return kept"},
+        {S(L"one\ntwo\n").GetLines(2, 2), String(), "after the final line feed"},
+        {String::GetLines(raw, 3, 1, 5), S(L"y"), "length, not the zero unit"},
+        {String::GetLines(nullptr, 4, 0, -1), String(), "null text"},
+    });
 }
