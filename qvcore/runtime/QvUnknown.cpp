@@ -78,23 +78,23 @@ HRESULT STDMETHODCALLTYPE DataObject::GetCanonicalFormatEtc(FORMATETC *, FORMATE
 }
 
 // The base object offers its data only through GetData/GetDataHere of derived classes: it takes
-// no data, enumerates no formats and keeps no advise sinks. These answers (E_NOTIMPL is
-// 0x80004001) are fixed; derived classes that do more override the slot.
+// no data, enumerates no formats and keeps no advise sinks. These answers are fixed;
+// derived classes that do more override the slot.
 HRESULT STDMETHODCALLTYPE DataObject::SetData(FORMATETC *, STGMEDIUM *, BOOL)
 {
-    return E_NOTIMPL;
+    return E_NOTIMPL;  // 0x80004001
 }
 
 HRESULT STDMETHODCALLTYPE DataObject::EnumFormatEtc(DWORD, IEnumFORMATETC **ppenum)
 {
     if (ppenum)
         *ppenum = nullptr;
-    return E_NOTIMPL;
+    return E_NOTIMPL;  // 0x80004001
 }
 
 HRESULT STDMETHODCALLTYPE DataObject::DAdvise(FORMATETC *, DWORD, IAdviseSink *, DWORD *)
 {
-    return E_NOTIMPL;
+    return E_NOTIMPL;  // 0x80004001
 }
 
 HRESULT STDMETHODCALLTYPE DataObject::DUnadvise(DWORD)

@@ -49,7 +49,7 @@ private:
 /// - QueryInterface answers IID_IUnknown, IID_IDataObject and IID_QvDataObject with the object
 ///   itself (count raised), anything else with E_NOINTERFACE and *ppv null.
 /// - Fixed answers: QueryGetData, GetCanonicalFormatEtc E_INVALIDARG; SetData, DAdvise
-///   E_NOTIMPL; EnumFormatEtc E_NOTIMPL with *ppenum null; DUnadvise OLE_E_ADVISENOTSUPPORTED;
+///   E_NOTIMPL (0x80004001); EnumFormatEtc 0x80004001 with *ppenum null; DUnadvise OLE_E_ADVISENOTSUPPORTED;
 ///   EnumDAdvise OLE_E_ADVISENOTSUPPORTED with *ppenum null.
 /// - Like QvUnknown, a DataObject does not hold the module lock count.
 class QVCORE_API DataObject : public virtual IDataObject {
