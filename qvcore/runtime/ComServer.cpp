@@ -3,7 +3,7 @@
 // (i686 would otherwise export the __stdcall names as DllGetClassObject@12).
 
 #include "qvcore/runtime/LogFile.h"
-#include "qvcore/runtime/ModuleLock.h"
+#include "qvcore/internal/ModuleLock.h"
 
 #include <new>
 

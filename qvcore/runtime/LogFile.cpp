@@ -2,7 +2,7 @@
 
 #include "qvcore/core/WinException.h"
 #include "qvcore/runtime/ModuleBase.h"
-#include "qvcore/runtime/ModuleLock.h"
+#include "qvcore/internal/ModuleLock.h"
 
 #include <algorithm>
 #include <stdexcept>

@@ -16,7 +16,7 @@ int checkedLength(std::size_t length, std::size_t unitSize)
 
 void throwInvalidLength()
 {
-    throw StreamBase::Exception{3, L"Invalid string length"};
+    StreamBase::ThrowMalformedData(String(L"Invalid string length"));
 }
 
 // Reads length bytes and hands them to assign: up to 1024 bytes through a fixed scratch
@@ -38,6 +38,36 @@ void readCounted(InputStream &stream, int length, Assign assign)
 }  // namespace
 
 StreamBase::~StreamBase() noexcept(false) {}
+
+void StreamBase::ThrowSystemError(unsigned long code)
+{
+    throw Exception{SystemError, String::FromError(code)};
+}
+
+void StreamBase::ThrowLastError()
+{
+    ThrowSystemError(GetLastError());
+}
+
+void StreamBase::ThrowCompressionError(const char *libraryText)
+{
+    throw Exception{CompressionError, String::FromLatin1(libraryText ? libraryText : "")};
+}
+
+void StreamBase::ThrowMalformedData(const String &message)
+{
+    throw Exception{MalformedData, message};
+}
+
+void StreamBase::ThrowBlockCheckFailed(const String &message)
+{
+    throw Exception{BlockCheckFailed, message};
+}
+
+void StreamBase::ThrowEndOfData(const String &message)
+{
+    throw Exception{EndOfData, message};
+}
 
 // --- InputStream ---------------------------------------------------------------------------
 
@@ -255,7 +285,7 @@ MemoryInputStream::~MemoryInputStream() noexcept(false) {}
 void MemoryInputStream::Read(char *buffer, int count)
 {
     if (count > remaining)
-        throw Exception{5, L"Memory block too short"};
+        ThrowEndOfData(String(L"Memory block too short"));
     if (count < 1)
         return;
     std::memcpy(buffer, position, count);
@@ -268,7 +298,7 @@ int MemoryInputStream::ReadSome(char *buffer, int count)
     if (count < 1)
         return 0;
     if (remaining < 1)
-        throw Exception{5, L"Memory block too short"};
+        ThrowEndOfData(String(L"Memory block too short"));
     if (count > remaining)
         count = remaining;
     Read(buffer, count);
@@ -284,7 +314,7 @@ int MemoryInputStream::Peek(const char *&data)
 void MemoryInputStream::Skip(int count)
 {
     if (count > remaining)
-        throw Exception{5, L"Memory block too short"};
+        ThrowEndOfData(String(L"Memory block too short"));
     if (count < 1)
         return;
     position += count;
@@ -305,7 +335,7 @@ InputStream &operator>>(InputStream &stream, MemoryBlock &block)
     int size;
     stream >> size;
     if (size < 0)
-        throw StreamBase::Exception{3, L"Invalid block size"};
+        StreamBase::ThrowMalformedData(String(L"Invalid block size"));
     block.resize(size, false);
     stream.Read(block, size);
     return stream;

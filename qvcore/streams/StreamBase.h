@@ -24,17 +24,41 @@
 
 class QVCORE_API StreamBase : public NotCopyable {
 public:
-    /// What every stream throws: a code and a fixed English text (or the system's text).
-    ///  1  a system call on a file failed (the system's text for the error)
-    ///  2  the compression library reported an error (its own text)
-    ///  3  malformed data ("Invalid string length", ...)
-    ///  4  block check failed ("Illegal CRC block size", "CRC checksum error")
-    ///  5  end of data ("Read beyond end of file", "Memory block too short")
-    ///  6  "Object version too high"
+    /// The codes of Exception. The numbers are stored by callers and compared by tools: they
+    /// never change.
+    enum ErrorCode {
+        /// A system call on a file failed (the system's text for the error).
+        SystemError = 1,
+        /// The compression library reported an error (its own text).
+        CompressionError = 2,
+        /// Malformed data ("Invalid string length", ...).
+        MalformedData = 3,
+        /// A block check failed ("Illegal CRC block size", "CRC checksum error").
+        BlockCheckFailed = 4,
+        /// End of data ("Read beyond end of file", "Memory block too short").
+        EndOfData = 5,
+        /// "Object version too high".
+        VersionTooHigh = 6,
+    };
+
+    /// What every stream throws: one of the codes above and a fixed English text (or the
+    /// system's text).
     struct Exception {
         int code;
         String message;
     };
+
+    // One thrower per kind of failure, for streams inside and outside the library.
+
+    /// SystemError with the system's text for code (String::FromError).
+    [[noreturn]] static void ThrowSystemError(unsigned long code);
+    /// SystemError for the calling thread's last error.
+    [[noreturn]] static void ThrowLastError();
+    /// CompressionError with the compression library's text (null: an empty text).
+    [[noreturn]] static void ThrowCompressionError(const char *libraryText);
+    [[noreturn]] static void ThrowMalformedData(const String &message);
+    [[noreturn]] static void ThrowBlockCheckFailed(const String &message);
+    [[noreturn]] static void ThrowEndOfData(const String &message);
 
     virtual ~StreamBase() noexcept(false);
 

@@ -1,5 +1,5 @@
 #include "qvcore/core/WinException.h"
-#include "tests/core/SystemText.h"
+#include "tests/support/SystemText.h"
 
 #include <gtest/gtest.h>
 

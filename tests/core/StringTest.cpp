@@ -1,5 +1,6 @@
 #include "qvcore/core/String.h"
-#include "tests/core/SystemText.h"
+#include "tests/support/StringPrinting.h"
+#include "tests/support/SystemText.h"
 
 #include <gtest/gtest.h>
 
@@ -12,16 +13,11 @@
 #include <thread>
 #include <vector>
 
-void PrintTo(const String &s, std::ostream *out)
-{
-    *out << '"' << s.Utf8() << "\" (" << s.size() << " units)";
-}
-
 namespace {
 
 String S(const wchar_t *s) { return String(s); }
 // n units, zero units included.
-String N(const wchar_t *s, unsigned int n) { return String(reinterpret_cast<const unsigned short *>(s), n); }
+String N(const wchar_t *s, unsigned int n) { return String(units(s), n); }
 
 template <class T> struct Case { T got; T want; const char *what; };
 

@@ -1,6 +1,6 @@
 // Directory entries and searches.
 
-#include "TempDirectory.h"
+#include "tests/support/TempDirectory.h"
 
 #include "qvcore/files/FileData.h"
 

@@ -1,6 +1,6 @@
 // Path text helpers: no file-system access, checked against known results.
 
-#include "TempDirectory.h"
+#include "tests/support/TempDirectory.h"
 
 #include <stdexcept>
 

@@ -1,6 +1,6 @@
 // The static helpers that ask the file system, on real files in a fresh temporary directory.
 
-#include "TempDirectory.h"
+#include "tests/support/TempDirectory.h"
 
 #include "qvcore/files/FileData.h"
 

@@ -1,6 +1,6 @@
 // An open File on real files in a fresh temporary directory.
 
-#include "TempDirectory.h"
+#include "tests/support/TempDirectory.h"
 
 #include "qvcore/files/FileData.h"
 

@@ -1,6 +1,6 @@
 #include "qvcore/runtime/QvUnknown.h"
 
-#include "LogClient.h"
+#include "tests/support/LogClient.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "qvcore/core/WinException.h"
 
-#include "LogClient.h"
+#include "tests/support/LogClient.h"
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,9 @@
 #include "qvcore/runtime/ModuleBase.h"
+#include "tests/support/StringPrinting.h"
 
 #include <gtest/gtest.h>
 
 #include <ostream>
-
-void PrintTo(const String &s, std::ostream *out)
-{
-    *out << '"' << s.Utf8() << "\" (" << s.size() << " units)";
-}
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "qvcore/runtime/LogFile.h"
 
-#include "LogClient.h"
+#include "tests/support/LogClient.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "StreamTestSupport.h"
+#include "tests/support/StreamTestSupport.h"
 
 #include <cstring>
 

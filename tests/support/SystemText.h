@@ -1,4 +1,5 @@
-#pragma once
+#ifndef QVCORE_TESTS_SUPPORT_SYSTEMTEXT_H
+#define QVCORE_TESTS_SUPPORT_SYSTEMTEXT_H
 
 #include "qvcore/Platform.h"
 
@@ -15,3 +16,5 @@ inline std::string systemFirstLine(DWORD code)
     LocalFree(buffer);
     return text.substr(0, text.find('\n'));
 }
+
+#endif

@@ -1,11 +1,12 @@
-#ifndef QVCORE_TESTS_RUNTIME_LOGCLIENT_H
-#define QVCORE_TESTS_RUNTIME_LOGCLIENT_H
+#ifndef QVCORE_TESTS_SUPPORT_LOGCLIENT_H
+#define QVCORE_TESTS_SUPPORT_LOGCLIENT_H
 
 // What a COM client of qvcore.dll knows: the identifiers and the slot layout of the log
 // interface, written down here rather than taken from the library's headers, so that the
 // tests check the binary interface itself.
 
 #include "qvcore/core/String.h"
+#include "tests/support/StringPrinting.h"
 
 #include <objbase.h>
 
@@ -36,10 +37,6 @@ struct Log : public IUnknown {
     virtual HRESULT __stdcall FormatLine(String &out, const String &text) = 0;
 };
 
-inline const unsigned short *units(const char16_t *literal)
-{
-    return reinterpret_cast<const unsigned short *>(literal);
-}
 
 // A fresh path in the temporary folder (no file made).
 inline std::string temporaryPath(const char *prefix)

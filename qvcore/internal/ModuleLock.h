@@ -1,5 +1,5 @@
-#ifndef QVCORE_RUNTIME_MODULELOCK_H
-#define QVCORE_RUNTIME_MODULELOCK_H
+#ifndef QVCORE_INTERNAL_MODULELOCK_H
+#define QVCORE_INTERNAL_MODULELOCK_H
 
 // Internal to the library (not exported): the process-wide lock count that DllCanUnloadNow
 // reads. Which objects hold it is documented in qvcore/runtime/LogFile.h.

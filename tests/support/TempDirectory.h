@@ -1,10 +1,11 @@
-#ifndef QVCORE_TESTS_FILES_TEMPDIRECTORY_H
-#define QVCORE_TESTS_FILES_TEMPDIRECTORY_H
+#ifndef QVCORE_TESTS_SUPPORT_TEMPDIRECTORY_H
+#define QVCORE_TESTS_SUPPORT_TEMPDIRECTORY_H
 
 // Shared by the file tests: a fresh directory per test, made and removed with the system's own
 // calls and the C++ library so that the code under test never cleans up after itself.
 
 #include "qvcore/files/File.h"
+#include "tests/support/StringPrinting.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,6 @@
 #include <string>
 #include <system_error>
 
-inline void PrintTo(const String &text, std::ostream *out) { *out << '"' << text.Utf8() << '"'; }
 
 // A File::Exception carrying code and the system's text for it.
 #define EXPECT_FILE_ERROR(statement, expectedCode)                                    \
