@@ -26,7 +26,12 @@ __attribute__((noinline)) void breakPoint() { asm volatile("int3"); }
 __attribute__((noinline)) void illegalInstruction() { __builtin_trap(); }
 
 // The faulting instruction is the very first of the function: the unwinder must still find it.
+// On i686 the argument comes in a register, so that no load of it comes first.
+#if defined(__i386__)
+__attribute__((noinline, fastcall)) int readAtEntry(int *p) { return *p; }
+#else
 __attribute__((noinline)) int readAtEntry(int *p) { return *p; }
+#endif
 
 // The fault is right behind the prologue: looked up one byte early, it would fall outside every
 // call-site region and terminate the program.
@@ -319,13 +324,15 @@ TEST(SEHException, UnwindingFindsFaultingFramesAndDestroysTheirObjects)
     EXPECT_EQ("qvcore.dll", inLibrary.module.substr(inLibrary.module.size() - 10));
 }
 
-TEST(SEHException, OnlyFaultsAndSystemErrorsAreTranslatedWhereNoSystemCodeHandlesThem)
+TEST(SEHException, ErrorCodesAreTranslatedUnlessAnotherHandlerSeesThemFirst)
 {
     TranslatorGuard guard;
     SEHException::TryCatchEnabler enabler;
     EXPECT_THROW(throw std::logic_error("x"), std::logic_error);
     EXPECT_NO_THROW(OutputDebugStringA("qvcore test\n"));  // the system catches this itself
+    // Raised inside the system's RaiseException, which i686's unwinder cannot walk through.
     EXPECT_EQ(0xC0000017UL, sehFrom([] { RaiseException(0xC0000017, 0, 0, nullptr); }).code);
+    EXPECT_EQ(0xE0000001UL, sehFrom([] { Call([] { RaiseException(0xE0000001, 0, 0, nullptr); }).DoCall(); }).code);
     // These catch the access violation in their own frame and report it as a result.
     BOOL bad = FALSE;
     EXPECT_NO_THROW(bad = IsBadReadPtr(reinterpret_cast<void *>(0x10), 4));
@@ -334,6 +341,83 @@ TEST(SEHException, OnlyFaultsAndSystemErrorsAreTranslatedWhereNoSystemCodeHandle
     EXPECT_NO_THROW(length = lstrlenA(reinterpret_cast<LPCSTR>(0x10)));
     EXPECT_EQ(0, length);
     EXPECT_THROW(writeThroughNull(), SEHException);
+}
+
+#if defined(__x86_64__)
+// A frame of another compiler's making, known only from the unwind tables: its language handler
+// does what a __try/__except in it would, unwinding to the frame's own landing point, where the
+// frame returns 1. Without an exception it returns 0.
+extern "C" int callInForeignFrame(void (*work)());
+extern "C" void foreignFrameLanding();
+DWORD foreignHandlerSaw = 0;
+
+extern "C" EXCEPTION_DISPOSITION foreignFrameHandler(EXCEPTION_RECORD *record, void *establisherFrame, CONTEXT *context,
+                                                    DISPATCHER_CONTEXT *dispatch)
+{
+    if (record->ExceptionFlags & EXCEPTION_UNWINDING)
+        return ExceptionContinueSearch;
+    foreignHandlerSaw = record->ExceptionCode;
+    RtlUnwindEx(establisherFrame, reinterpret_cast<void *>(&foreignFrameLanding), record, reinterpret_cast<void *>(1),
+                context, dispatch->HistoryTable);
+    return ExceptionContinueSearch;
+}
+
+asm(R"(
+    .text
+    .globl callInForeignFrame
+    .def callInForeignFrame; .scl 2; .type 32; .endef
+    .seh_proc callInForeignFrame
+callInForeignFrame:
+    subq $40, %rsp
+    .seh_stackalloc 40
+    .seh_handler foreignFrameHandler, @except
+    .seh_endprologue
+    call *%rcx
+    xorl %eax, %eax
+    nop
+    addq $40, %rsp
+    ret
+    .globl foreignFrameLanding
+foreignFrameLanding:
+    addq $40, %rsp
+    ret
+    .seh_endproc
+)");
+
+TEST(SEHException, ForeignFrameHandlersKnownOnlyFromUnwindTablesSeeFaultsFirst)
+{
+    TranslatorGuard guard;
+    SEHException::TryCatchEnabler enabler;
+    foreignHandlerSaw = 0;
+    int landed = -1;
+    EXPECT_NO_THROW(landed = callInForeignFrame(writeThroughNull));
+    EXPECT_EQ(1, landed);
+    EXPECT_EQ(0xC0000005u, foreignHandlerSaw);
+    // The same frame without a fault returns normally; a fault outside it is translated.
+    EXPECT_EQ(0, callInForeignFrame([] {}));
+    EXPECT_EQ(0xC0000005UL, sehFrom(writeThroughNull).code);
+}
+#endif
+
+volatile bool keepRecursing = true;
+
+__attribute__((noinline)) int recurseForever(int depth)
+{
+    volatile char frame[256];
+    frame[0] = static_cast<char>(depth);
+    return keepRecursing ? recurseForever(depth + 1) + frame[0] : 0;
+}
+
+// Unwinding needs stack, which an overflow has used up: the process ends, but not in silence.
+TEST(SEHExceptionDeathTest, StackOverflowInsideARegionIsReportedAsTheProcessEnds)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            SEHException::TryCatchEnabler enabler;
+            sink = recurseForever(0);
+        },
+        ::testing::ExitedWithCode(static_cast<int>(0xC00000FD)), "stack overflow");
 }
 
 TEST(SEHException, FaultsNotForTheLibraryPassOnUntouched)
@@ -348,8 +432,8 @@ TEST(SEHException, FaultsNotForTheLibraryPassOnUntouched)
     } cases[] = {
         {writeThroughNull, 0xC0000005, 0, "thread without a translator"},
         {[] { Call([] {}).DoCall(); divideByZero(); }, 0xC0000094, -1, "after DoCall returned"},
-        {[] { Call([] { RaiseException(0xE0000001, 0, 0, nullptr); }).DoCall(); }, 0xE0000001, -1,
-         "application-defined code inside DoCall"},
+        {[] { Call([] { RaiseException(0xE06D7363, 0, 0, nullptr); }).DoCall(); }, 0xE06D7363, -1,
+         "another compiler's C++ exception inside DoCall"},
         {[] { QvSetSETranslator(decliningTranslator); writeThroughNull(); }, 0xC0000005, 1,
          "a translator that returns"},
         {[] { QvSetSETranslator(faultingTranslator); writeThroughNull(); }, 0xC0000094, -1,

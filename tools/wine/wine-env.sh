@@ -9,7 +9,12 @@ export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml=}"
 # enumerate) working without a screenful of ALSA errors.
 export ALSA_CONFIG_PATH="${ALSA_CONFIG_PATH:-$(cd "$(dirname "$0")" && pwd)/alsa-null.conf}"
 export WINEARCH=win64
+# One 64-bit prefix runs both architectures once 32-bit Wine is installed; a 32-bit build
+# tree (named by CMake in its wine-arch file) starts its programs with the 32-bit loader.
 WINE_BIN=/usr/lib/wine/wine64
+if [ "$(cat "$QVCORE_BUILD_DIR/wine-arch" 2>/dev/null)" = i686 ]; then
+    WINE_BIN=/usr/lib/wine/wine
+fi
 WINESERVER_BIN=/usr/lib/wine/wineserver
 export WINELOADER="$WINE_BIN"
 export WINESERVER="$WINESERVER_BIN"
