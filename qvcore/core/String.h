@@ -109,12 +109,46 @@ public:
     static String FromFormatMessageV(const Base &fmt, va_list args);
     static String FromFormatMessage(ModuleBase *module, unsigned int id, ...);
     static String FromFormatMessageV(ModuleBase *module, unsigned int id, va_list args);
+    // FormatMessage and LoadString are names the system's headers turn into ...A or ...W. The
+    // library exports the narrow names; the wide names, and the plain ones where a client has
+    // undefined the macros, lead to them, so clients link whether or not they define UNICODE.
+
     /// Assigns FromFormatMessageV(module, id, ...) and returns the string.
-    String &FormatMessage(ModuleBase *module, unsigned int id, ...);
+    String &FormatMessageA(ModuleBase *module, unsigned int id, ...);
+    String &FormatMessageW(ModuleBase *module, unsigned int id, ...)
+    {
+        va_list args;
+        va_start(args, id);
+        *this = FromFormatMessageV(module, id, args);
+        va_end(args);
+        return *this;
+    }
 
     /// Assigns lines firstLine to lastLine (as GetLines) of string resource id of module (empty
     /// for a null module).
-    String &LoadString(unsigned int id, int firstLine, int lastLine, ModuleBase *module);
+    String &LoadStringA(unsigned int id, int firstLine, int lastLine, ModuleBase *module);
+    String &LoadStringW(unsigned int id, int firstLine, int lastLine, ModuleBase *module)
+    {
+        return LoadStringA(id, firstLine, lastLine, module);
+    }
+#pragma push_macro("FormatMessage")
+#pragma push_macro("LoadString")
+#undef FormatMessage
+#undef LoadString
+    String &FormatMessage(ModuleBase *module, unsigned int id, ...)
+    {
+        va_list args;
+        va_start(args, id);
+        *this = FromFormatMessageV(module, id, args);
+        va_end(args);
+        return *this;
+    }
+    String &LoadString(unsigned int id, int firstLine, int lastLine, ModuleBase *module)
+    {
+        return LoadStringA(id, firstLine, lastLine, module);
+    }
+#pragma pop_macro("LoadString")
+#pragma pop_macro("FormatMessage")
     /// Appends the message of string resource id to text on a new line ("\r\n" alone for id 0).
     static void AddMessage(ModuleBase *module, String &text, unsigned int id);
     /// The system's text for a Win32 error code, first line only (a trailing CR stays);

@@ -82,7 +82,14 @@ public:
     /// The name of the code ("Access violation", ...), "Unknown" for codes without one.
     String GetCodeAsString() const;
     /// Full file name of the module containing the location; empty when it lies in no module.
-    String GetModuleFileName() const;
+    /// Exported under the narrow name; GetModuleFileNameW, and GetModuleFileName where a client
+    /// has undefined the system's macro, lead to it whether or not the client defines UNICODE.
+    String GetModuleFileNameA() const;
+    String GetModuleFileNameW() const { return GetModuleFileNameA(); }
+#pragma push_macro("GetModuleFileName")
+#undef GetModuleFileName
+    String GetModuleFileName() const { return GetModuleFileNameA(); }
+#pragma pop_macro("GetModuleFileName")
     /// "Fatal exception '<code name>' caused by module '<file>' at location 0x<address>", the
     /// address in upper-case hexadecimal of at least eight digits (all of a 64-bit address).
     String GetMsg() const;

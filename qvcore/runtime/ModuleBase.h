@@ -21,8 +21,29 @@ public:
 
     /// Lines firstLine to lastLine (as String::GetLines) of string-table entry id, read straight
     /// from the resources. id 0, a missing block or an empty entry give an empty string.
-    String LoadString(unsigned int id, int firstLine = 0, int lastLine = -1) const;
-    static String LoadString(HINSTANCE module, unsigned int id, int firstLine = 0, int lastLine = -1);
+    /// Exported under the narrow name; LoadStringW, and LoadString where a client has undefined
+    /// the system's macro, lead to it whether or not the client defines UNICODE.
+    String LoadStringA(unsigned int id, int firstLine = 0, int lastLine = -1) const;
+    static String LoadStringA(HINSTANCE module, unsigned int id, int firstLine = 0, int lastLine = -1);
+    String LoadStringW(unsigned int id, int firstLine = 0, int lastLine = -1) const
+    {
+        return LoadStringA(id, firstLine, lastLine);
+    }
+    static String LoadStringW(HINSTANCE module, unsigned int id, int firstLine = 0, int lastLine = -1)
+    {
+        return LoadStringA(module, id, firstLine, lastLine);
+    }
+#pragma push_macro("LoadString")
+#undef LoadString
+    String LoadString(unsigned int id, int firstLine = 0, int lastLine = -1) const
+    {
+        return LoadStringA(id, firstLine, lastLine);
+    }
+    static String LoadString(HINSTANCE module, unsigned int id, int firstLine = 0, int lastLine = -1)
+    {
+        return LoadStringA(module, id, firstLine, lastLine);
+    }
+#pragma pop_macro("LoadString")
 
 protected:
     HINSTANCE module_;
