@@ -272,7 +272,9 @@ String DateTime::ToString() const
     std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02dT%02d:%02d:%02d", time.wYear, time.wMonth, time.wDay,
                   time.wHour, time.wMinute, time.wSecond);
     std::string text = buffer;
-    appendFraction(text, static_cast<unsigned int>(static_cast<unsigned __int64>(GetTicks()) % TimeSpan::TicksPerSecond()));
+    // The part below one second counts forward from the second before it, before 1601 too.
+    __int64 perSecond = TimeSpan::TicksPerSecond();
+    appendFraction(text, static_cast<unsigned int>((GetTicks() % perSecond + perSecond) % perSecond));
     text += 'Z';
     return String::FromLatin1(text);
 }

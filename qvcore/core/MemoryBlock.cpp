@@ -92,12 +92,7 @@ MemoryBlock::Rep *MemoryBlock::newRep(int size)
 
 MemoryBlock::MemoryBlock() : rep_(nullptr) {}
 
-MemoryBlock::MemoryBlock(int size) : rep_(nullptr)
-{
-    checkSize(size, "NewMemoryBlock::MemoryBlock");
-    if (size > 0)
-        rep_ = newRep(size);
-}
+MemoryBlock::MemoryBlock(int size) : rep_(size > 0 ? newRep(size) : nullptr) {}
 
 MemoryBlock::MemoryBlock(const MemoryBlock &other) : rep_(other.rep_)
 {
@@ -217,8 +212,10 @@ void MemoryBlockVector::append(const char *data, int length)
                 break;
             }
         }
-        // Reserve the list slot first so that a failure leaves no chunk unaccounted for.
-        chunks_->reserve(chunks_->size() + 1);
+        // Room in the list comes first, so that a failure leaves no chunk unaccounted for. It
+        // grows by doubling: one slot at a time would copy the whole list for every chunk.
+        if (chunks_->size() == chunks_->capacity())
+            chunks_->reserve(std::max<std::size_t>(16, 2 * chunks_->capacity()));
         chunks_->push_back(Chunk{capacity, checked(std::malloc(capacity))});
         free_ = capacity;
     }

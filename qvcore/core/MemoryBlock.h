@@ -77,7 +77,7 @@ class QVCORE_API MemoryBlock {
 public:
     /// A null handle (no bytes, size 0).
     MemoryBlock();
-    /// size uninitialised bytes with count 1; size 0 gives a null handle.
+    /// size uninitialised bytes with count 1; a size of 0 or below gives a null handle.
     explicit MemoryBlock(int size);
     MemoryBlock(const MemoryBlock &other);
     ~MemoryBlock();

@@ -164,6 +164,11 @@ TEST(DateTime, TextFormAndArithmeticByTimeSpans)
     };
     for (const auto &c : cases)
         EXPECT_EQ(c.text, text(c.time));
+    // Before 1601 the fraction still counts forward from the whole second below it.
+    const std::string secondBefore = text(DateTime() - TimeSpan::FromSeconds(1));
+    const std::string halfSecondBefore = text(DateTime() - TimeSpan::FromMilliseconds(500));
+    EXPECT_EQ(std::string::npos, secondBefore.find('.')) << secondBefore;
+    EXPECT_EQ(".5Z", halfSecondBefore.substr(halfSecondBefore.size() - 3)) << halfSecondBefore;
     EXPECT_EQ(TimeSpan::FromDays(2), moved - start);
     EXPECT_EQ(TimeSpan::FromDays(-2), start - moved);
     moved -= TimeSpan::FromDays(2);  // here it does subtract
