@@ -1,8 +1,13 @@
 #include "qvcore/runtime/Thread.h"
 
+#include "qvcore/internal/CriticalSection.h"
+
 #include <mmsystem.h>
 #include <objbase.h>
 #include <process.h>
+
+#include <map>
+#include <new>
 
 // --- Thread ------------------------------------------------------------------------------
 
@@ -70,23 +75,78 @@ void COMThread::init(bool starting)
 
 namespace {
 
+// What the system's timer thread reads on each tick. The system's own synchronous kill waits
+// for a tick under way, which deadlocks when the tick waits for the killer: a kill from the
+// tick itself, or by a thread holding a lock the tick takes. So the timer is killed without
+// waiting, and each tick first claims the right to call the target: once QvKillTimer has
+// taken it away, no call of OnTimer begins.
+struct TimerRecord {
+    ITimerTarget *target;
+    // 0 until killed; ticks and the kill each hold a reference to the record.
+    volatile LONG killed;
+    volatile LONG references;
+};
+
+void release(TimerRecord *record)
+{
+    if (InterlockedDecrement(&record->references) == 0)
+        delete record;
+}
+
+// The records of live timers by identifier, for QvKillTimer. Never held while a target runs.
+CriticalSection timersLock;
+std::map<unsigned int, TimerRecord *> &timers()
+{
+    static std::map<unsigned int, TimerRecord *> all;
+    return all;
+}
+
 void CALLBACK timerProc(UINT timerId, UINT, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
 {
-    if (ITimerTarget *target = reinterpret_cast<ITimerTarget *>(user))
-        target->OnTimer(timerId);
+    TimerRecord *record = reinterpret_cast<TimerRecord *>(user);
+    {
+        CriticalSectionGuard guard(timersLock);
+        if (record->killed)
+            return;
+        InterlockedIncrement(&record->references);
+    }
+    if (record->target)
+        record->target->OnTimer(timerId);
+    release(record);
 }
 
 }  // namespace
 
 unsigned int QvSetTimer(unsigned int resolutionMs, unsigned int delayMs, ITimerTarget *target, bool periodic)
 {
-    // Synchronous kill: once QvKillTimer has returned no tick is running or will run, so the
-    // caller may destroy the target then.
-    return timeSetEvent(delayMs, resolutionMs, timerProc, reinterpret_cast<DWORD_PTR>(target),
-                        (periodic ? TIME_PERIODIC : TIME_ONESHOT) | TIME_KILL_SYNCHRONOUS);
+    TimerRecord *record = new (std::nothrow) TimerRecord{target, 0, 1};
+    if (!record)
+        return 0;
+    // The lock also keeps a first tick from reading the record before it is in the table.
+    CriticalSectionGuard guard(timersLock);
+    unsigned int id = timeSetEvent(delayMs, resolutionMs, timerProc, reinterpret_cast<DWORD_PTR>(record),
+                                   periodic ? TIME_PERIODIC : TIME_ONESHOT);
+    if (!id) {
+        delete record;
+        return 0;
+    }
+    timers()[id] = record;
+    return id;
 }
 
 void QvKillTimer(unsigned int timerId)
 {
+    TimerRecord *record = nullptr;
+    {
+        CriticalSectionGuard guard(timersLock);
+        auto found = timers().find(timerId);
+        if (found == timers().end())
+            return;
+        record = found->second;
+        timers().erase(found);
+        // Under the lock: a tick that has not claimed its call yet never will.
+        record->killed = 1;
+    }
     timeKillEvent(timerId);
+    release(record);
 }

@@ -82,11 +82,15 @@ protected:
 /// Starts a multimedia timer: resolution first, then the delay (the period of a periodic
 /// timer), both in milliseconds. Ticks call target->OnTimer(id) on the system's timer thread;
 /// a null target makes ticks that do nothing. The caller keeps target alive until
-/// QvKillTimer has returned. Returns the timer identifier, 0 on failure.
+/// QvKillTimer has returned and any OnTimer call under way then has finished. Returns the
+/// timer identifier, 0 on failure.
 QVCORE_API unsigned int QvSetTimer(unsigned int resolutionMs, unsigned int delayMs, ITimerTarget *target,
                                    bool periodic);
-/// Stops the timer. A tick under way on the timer thread is waited for (unless QvKillTimer is
-/// called from that tick); after the return no tick of the timer runs.
+/// Stops the timer: once it returns, no call of OnTimer for the timer begins. It never waits
+/// for a call already under way, so it may be called from the target's own OnTimer, and by a
+/// thread that holds a lock OnTimer takes; such a call finishes after the return (a target
+/// that is about to be destroyed can, for instance, take that lock after the kill to know that
+/// its last tick is over). An identifier that is not a live timer is ignored.
 QVCORE_API void QvKillTimer(unsigned int timerId);
 
 #endif

@@ -135,25 +135,39 @@ TEST(Timer, PeriodicTicksOnTimerThreadUntilKilledOneShotOnceAfterItsDelay)
     EXPECT_NE(GetCurrentThreadId(), periodic.threadId.load());
 }
 
-TEST(Timer, KillTimerReturnsOnlyAfterATickUnderWayHasFinished)
+TEST(Timer, KillTimerWaitsForNoTickSoALockHolderAndTheTickItselfCanKill)
 {
-    // Otherwise the caller could destroy a target that is still in use.
-    struct SlowTarget : ITimerTarget {
-        std::atomic<bool> inside{false};
-        void OnTimer(unsigned int) override
+    // The tick waits for a lock that the killing thread holds: a kill that waited for the tick
+    // would wait forever.
+    struct LockingTarget : CountingTarget {
+        std::mutex lock;
+        std::atomic<bool> waiting{false};
+        void OnTimer(unsigned int timerId) override
         {
-            inside = true;
-            Sleep(200);
-            inside = false;
+            waiting = true;
+            std::lock_guard<std::mutex> hold(lock);
+            CountingTarget::OnTimer(timerId);
         }
     } target;
+    std::unique_lock<std::mutex> held(target.lock);
     unsigned int id = QvSetTimer(1, 5, &target, true);
     ASSERT_NE(0u, id);
-    for (int i = 0; i < 500 && !target.inside; ++i)
+    for (int i = 0; i < 500 && !target.waiting; ++i)
         Sleep(2);
-    ASSERT_TRUE(target.inside.load()) << "no tick began";
-    QvKillTimer(id);
-    EXPECT_FALSE(target.inside.load()) << "QvKillTimer returned while a tick was running";
+    ASSERT_TRUE(target.waiting.load()) << "no tick began";
+    Event killed;
+    std::thread killer([&] {
+        QvKillTimer(id);
+        killed.set();
+    });
+    bool returned = killed.wait(2000);
+    EXPECT_TRUE(returned) << "QvKillTimer deadlocked with a tick waiting for the caller's lock";
+    held.unlock();  // lets the tick, and a kill that waited for it, finish
+    killer.join();
+    Sleep(50);
+    int after = target.ticks;
+    Sleep(100);
+    EXPECT_EQ(after, target.ticks.load()) << "a tick began after QvKillTimer returned";
 
     // A target may stop its own timer from its tick without waiting for itself.
     struct SelfStopping : CountingTarget {
