@@ -44,6 +44,39 @@ int EncodeInto(unsigned codePage, const unsigned short *text, int count, char *b
     return written > 0 && written < capacity ? written : 0;
 }
 
+bool EncodePath(const String &path, std::string &out)
+{
+    out.clear();
+    if (path.empty())
+        return true;
+    if (path.size() > 0x7FFFFFFF)
+        return false;
+    int count = static_cast<int>(path.size());
+    // UTF-8 as the ANSI code page holds every character, and its converter takes neither flag.
+    bool utf8 = GetACP() == CP_UTF8;
+    DWORD flags = utf8 ? 0 : WC_NO_BEST_FIT_CHARS;
+    int needed = WideCharToMultiByte(CP_ACP, flags, wide(path.data()), count, nullptr, 0, nullptr, nullptr);
+    if (needed <= 0)
+        return false;
+    out.resize(static_cast<std::size_t>(needed));
+    BOOL usedDefault = FALSE;
+    int written = WideCharToMultiByte(CP_ACP, flags, wide(path.data()), count, &out[0], needed, nullptr,
+                                      utf8 ? nullptr : &usedDefault);
+    if (written != needed || usedDefault) {
+        out.clear();
+        return false;
+    }
+    return true;
+}
+
+bool EncodePathOrFail(const String &path, std::string &out)
+{
+    if (EncodePath(path, out))
+        return true;
+    SetLastError(ERROR_FILE_NOT_FOUND);
+    return false;
+}
+
 String ModuleFileName(HMODULE module)
 {
     if (!module)

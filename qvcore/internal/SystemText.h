@@ -24,6 +24,16 @@ std::string Encode(unsigned codePage, const unsigned short *text, std::size_t co
 /// Encode then).
 int EncodeInto(unsigned codePage, const unsigned short *text, int count, char *buffer, int capacity);
 
+/// path in the ANSI code page for the narrow file functions, converted exactly: no best-fit
+/// mapping ("ａ" would become "a", another existing name) and no default character ("?", which
+/// the find functions take as a wildcard). False, out empty, when a character has no exact
+/// counterpart; the caller then fails as for a file that does not exist.
+bool EncodePath(const String &path, std::string &out);
+
+/// EncodePath for callers that report failure through the last error: true with out set, or
+/// false with the last error ERROR_FILE_NOT_FOUND (ERROR_PATH_NOT_FOUND would name a folder).
+bool EncodePathOrFail(const String &path, std::string &out);
+
 /// How a narrow system text query says that the buffer it was given is too small.
 enum class SizeConvention {
     /// On success the length without the terminating zero; when the buffer is too small, the
