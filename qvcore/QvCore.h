@@ -8,6 +8,7 @@
 #include "qvcore/core/DateTime.h"
 #include "qvcore/core/MemoryBlock.h"
 #include "qvcore/core/NotCopyable.h"
+#include "qvcore/core/Rect.h"
 #include "qvcore/core/String.h"
 #include "qvcore/core/WinException.h"
 
