@@ -343,9 +343,10 @@ String &String::operator<<(const GUID &value)
 
 String String::FromMultibyte(unsigned int codePage, const char *s, int len)
 {
-    if (!s)
+    // -1 alone means "up to the zero byte": any other negative length is a caller's mistake.
+    if (!s || len < -1)
         return String();
-    if (len < 0)
+    if (len == -1)
         len = static_cast<int>(std::min<std::size_t>(std::strlen(s), 0x7FFFFFFF));
     if (len <= 0)
         return String();
@@ -441,9 +442,9 @@ std::string String::Utf8() const
 
 String String::FromLatin1(const char *s, int len)
 {
-    if (!s)
+    if (!s || len < -1)
         return String();
-    std::size_t n = len < 0 ? std::strlen(s) : static_cast<std::size_t>(len);
+    std::size_t n = len == -1 ? std::strlen(s) : static_cast<std::size_t>(len);
     checkLength(n);
     String result;
     result.resize(n);

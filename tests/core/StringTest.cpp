@@ -83,6 +83,9 @@ TEST(StringEncoding, DecodesAndEncodesThroughCodePagesAndFailuresGiveEmptyResult
         {String::FromLatin1(std::string("\xe9\x80\0z", 4)), N(L"\u00e9\u0080\0z", 4), "Latin-1: bytes are units"},
         {String::FromLatin1("ab", -1), S(L"ab"), "Latin-1 to the zero"},
         {String::FromMultibyte(1252, "abc", 0), String(), "length 0"},
+        {String::FromMultibyte(1252, "abc", -2), String(), "negative but not -1"},
+        {String::FromUtf8("abc", -5), String(), "UTF-8, negative but not -1"},
+        {String::FromLatin1("abc", -2), String(), "Latin-1, negative but not -1"},
         {String::FromMultibyte(1252, nullptr, 5), String(), "null"},
         {String::FromMultibyte(12345, "abc", 3), String(), "no such code page"},
     });
