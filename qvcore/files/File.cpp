@@ -91,8 +91,12 @@ unsigned long long sumTree(const String &dir)
 {
     unsigned long long total = 0;
     FileFinder finder(dir + String(L"\\*.*"), false);
-    for (bool found = finder.IsValid(); found; found = finder.Next())
+    for (bool found = finder.IsValid(); found; found = finder.Next()) {
+        // A linked folder may lie above this one: counting through it would never end.
+        if (finder.IsDirectory() && finder.IsReparsePoint())
+            continue;
         total += finder.IsDirectory() ? sumTree(finder.GetFilePath()) : finder.GetFileSize();
+    }
     return total;
 }
 

@@ -227,6 +227,8 @@ bool FileFinder::FindFilesRecursive(const String &dir, const String &pattern, IF
 {
     FileFinder finder(File::MakePath(dir, pattern), false);
     for (bool found = finder.IsValid(); found; found = finder.Next()) {
+        if (finder.IsDirectory() && finder.IsReparsePoint())
+            continue;
         bool goOn = finder.IsDirectory() ? FindFilesRecursive(finder.GetFilePath(), pattern, callback)
                                          : callback.OnFileFound(dir, finder.GetFileName());
         if (!goOn)

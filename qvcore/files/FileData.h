@@ -31,6 +31,9 @@ public:
     bool IsDirectory() const { return (attributes_ & 0x10) != 0; }
     bool IsArchived() const { return (attributes_ & 0x20) != 0; }
     bool IsCompressed() const { return (attributes_ & 0x800) != 0; }
+    /// A link, junction or other reparse point: the recursive searches do not descend into
+    /// one, since a link to a folder above it would make them loop.
+    bool IsReparsePoint() const { return (attributes_ & 0x400) != 0; }
     /// A directory named "." or "..".
     bool IsDots() const;
 

@@ -79,6 +79,24 @@ TEST_F(FileSystemTest, SizesOfFilesAndOfTrees)
     EXPECT_EQ(0ull, File::GetSizeRecursive(path(L"missing")));
 }
 
+// The tree is made by the test run on the host (a Windows program cannot make the kind of link
+// Wine follows): ten.bin holding ten bytes, and sub\up linking back to the top.
+TEST(FileSystemLinks, RecursiveWalksDoNotEnterLinkedFolders)
+{
+    char tree[MAX_PATH] = {};
+    if (!GetEnvironmentVariableA("QVCORE_TEST_LINKED_TREE", tree, sizeof tree))
+        GTEST_SKIP() << "QVCORE_TEST_LINKED_TREE names no tree with a folder link (run the suite through CTest)";
+    const String dir = String::FromSystemMultibyte(tree);
+    ASSERT_TRUE(File::IsDirectory(File::MakePath(dir, String(L"sub\\up\\sub")))) << "the link is not there";
+    EXPECT_EQ(10ull, File::GetSizeRecursive(dir));
+    struct Counter : FileFinder::IFindCallback {
+        int files = 0;
+        bool OnFileFound(const String &, const String &) override { return ++files < 100; }
+    } counter;
+    EXPECT_TRUE(FileFinder::FindFilesRecursive(dir, L"*", counter));
+    EXPECT_EQ(1, counter.files);
+}
+
 TEST_F(FileSystemTest, TemporaryAndApplicationDataFolders)
 {
     String temp = File::GetTempDirectory();
