@@ -1,6 +1,7 @@
 #include "qvcore/files/File.h"
 
 #include "qvcore/core/MemoryBlock.h"
+#include "qvcore/internal/SystemText.h"
 #include "qvcore/files/FileData.h"
 #include "qvcore/runtime/SysInfo.h"
 
@@ -62,8 +63,11 @@ enum class Probe { Absent, Taken, Unsearchable };
 
 Probe probe(const String &path)
 {
+    std::string narrow;
+    if (!SystemText::EncodePath(path, narrow))
+        return Probe::Unsearchable;
     SetLastError(0);
-    if (GetFileAttributesA(path.SystemMultibyte().c_str()) != INVALID_FILE_ATTRIBUTES)
+    if (GetFileAttributesA(narrow.c_str()) != INVALID_FILE_ATTRIBUTES)
         return Probe::Taken;
     return GetLastError() == ERROR_FILE_NOT_FOUND ? Probe::Absent : Probe::Unsearchable;
 }
@@ -124,8 +128,11 @@ void File::Create(const String &name, unsigned access, unsigned share, bool inhe
     SECURITY_ATTRIBUTES inherit = {};
     inherit.nLength = sizeof inherit;
     inherit.bInheritHandle = TRUE;
-    handle_ = CreateFileA(name.SystemMultibyte().c_str(), access, share, inheritable ? &inherit : nullptr,
-                          disposition, flags, nullptr);
+    std::string narrow;
+    handle_ = SystemText::EncodePathOrFail(name, narrow)
+                  ? CreateFileA(narrow.c_str(), access, share, inheritable ? &inherit : nullptr, disposition, flags,
+                                nullptr)
+                  : INVALID_HANDLE_VALUE;
     if (handle_ == INVALID_HANDLE_VALUE) {
         // Closed objects have no path.
         path_.clear();
@@ -464,12 +471,16 @@ String File::CompactPath(const String &path, unsigned maxChars)
 
 bool File::FileExists(const String &path)
 {
-    return GetFileAttributesA(path.SystemMultibyte().c_str()) != INVALID_FILE_ATTRIBUTES;
+    std::string narrow;
+    return SystemText::EncodePath(path, narrow) && GetFileAttributesA(narrow.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 bool File::IsDirectory(const String &path)
 {
-    DWORD attributes = GetFileAttributesA(path.SystemMultibyte().c_str());
+    std::string narrow;
+    if (!SystemText::EncodePath(path, narrow))
+        return false;
+    DWORD attributes = GetFileAttributesA(narrow.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & kDirectoryAttribute);
 }
 
@@ -493,7 +504,9 @@ String File::GetFullPath(const String &path)
 {
     if (path.empty())
         return String();
-    std::string narrow = path.SystemMultibyte();
+    std::string narrow;
+    if (!SystemText::EncodePath(path, narrow))
+        return String();
     return queryPath([&](char *buffer, unsigned long size) {
         return GetFullPathNameA(narrow.c_str(), size, buffer, nullptr);
     });
@@ -501,7 +514,9 @@ String File::GetFullPath(const String &path)
 
 String File::GetShortPath(const String &path)
 {
-    std::string narrow = path.SystemMultibyte();
+    std::string narrow;
+    if (!SystemText::EncodePath(path, narrow))
+        return String();
     return queryPath([&](char *buffer, unsigned long size) {
         return GetShortPathNameA(narrow.c_str(), buffer, size);
     });
@@ -517,7 +532,9 @@ String File::GetCanonicalPath(const String &path)
     String shortPath = GetShortPath(lowered);
     if (shortPath.empty())
         return String();
-    std::string narrow = shortPath.SystemMultibyte();
+    std::string narrow;
+    if (!SystemText::EncodePath(shortPath, narrow))
+        return String();
     return queryPath([&](char *buffer, unsigned long size) {
         return GetLongPathNameA(narrow.c_str(), buffer, size);
     });
@@ -525,7 +542,9 @@ String File::GetCanonicalPath(const String &path)
 
 bool File::CreateDirectoryA(const String &path)
 {
-    std::string narrow = path.SystemMultibyte();
+    std::string narrow;
+    if (!SystemText::EncodePath(path, narrow))
+        return false;
     DWORD attributes = GetFileAttributesA(narrow.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return ::CreateDirectoryA(narrow.c_str(), nullptr) != 0;
@@ -555,7 +574,10 @@ bool File::CreatePath(const String &path)
 
 void File::DeleteFileA(const String &path)
 {
-    ::DeleteFileA(path.SystemMultibyte().c_str());
+    // A name that the ANSI code page cannot hold exactly would reach another file.
+    std::string narrow;
+    if (SystemText::EncodePath(path, narrow))
+        ::DeleteFileA(narrow.c_str());
 }
 
 String File::GetTempDirectory()
@@ -589,7 +611,8 @@ String File::GetTempFilePath(const String &dir)
 {
     String where = dir.empty() ? GetTempDirectory() : dir;
     char buffer[MAX_PATH + 1] = {};
-    if (!GetTempFileNameA(where.SystemMultibyte().c_str(), "TMP", 0, buffer))
+    std::string narrow;
+    if (!SystemText::EncodePath(where, narrow) || !GetTempFileNameA(narrow.c_str(), "TMP", 0, buffer))
         return String();
     return String::FromSystemMultibyte(buffer);
 }
@@ -653,7 +676,9 @@ String File::GetRandomFilePath(const String &dir, const String &name, const Stri
 
 bool File::IsNTFSPath(const String &path)
 {
-    std::string root = GetFullPath(path).SystemMultibyte();
+    std::string root;
+    if (!SystemText::EncodePath(GetFullPath(path), root))
+        return false;
     root.push_back('\0');
     bool hasRoot = !path.empty() && PathStripToRootA(&root[0]);
     char fileSystem[MAX_PATH + 1] = {};
@@ -665,7 +690,8 @@ bool File::IsNTFSPath(const String &path)
 
 unsigned File::GetDriveTypeA(const String &path)
 {
-    std::string root = path.SystemMultibyte();
+    std::string root;
+    SystemText::EncodePath(path, root);
     root.push_back('\0');
     if (PathStripToRootA(&root[0]))
         return ::GetDriveTypeA(root.c_str());

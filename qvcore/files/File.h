@@ -12,7 +12,9 @@
 ///
 /// Every name reaches the system through its narrow ("A") functions: a String is converted to
 /// the ANSI code page right before each call and every returned path is converted back, so
-/// characters outside the ANSI code page cannot be used in names.
+/// characters outside the ANSI code page cannot be used in names. The conversion is exact: a
+/// name with such a character fails as a missing file does (error 2) and never reaches a file
+/// whose name looks alike.
 ///
 /// Instance operations throw File::Exception (the system's error code and its text) when a
 /// system call fails; the object then keeps its handle and path. Static helpers never throw

@@ -1,6 +1,7 @@
 #include "qvcore/files/FileData.h"
 
 #include "qvcore/files/File.h"
+#include "qvcore/internal/SystemText.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -173,7 +174,10 @@ bool FileFinder::Start(const String &pattern, bool includeDots)
     searchDir_ = File::GetDirname(pattern);
     includeDots_ = includeDots;
     WIN32_FIND_DATAA found;
-    handle_ = FindFirstFileA(pattern.SystemMultibyte().c_str(), &found);
+    // A pattern that the ANSI code page cannot hold exactly would find other files: its "?"
+    // stands for any character.
+    std::string narrow;
+    handle_ = SystemText::EncodePath(pattern, narrow) ? FindFirstFileA(narrow.c_str(), &found) : INVALID_HANDLE_VALUE;
     if (handle_ == INVALID_HANDLE_VALUE) {
         valid_ = false;
         Clear();

@@ -3,6 +3,7 @@
 #include "qvcore/core/WinException.h"
 #include "qvcore/runtime/ModuleBase.h"
 #include "qvcore/internal/ModuleLock.h"
+#include "qvcore/internal/SystemText.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -89,7 +90,10 @@ private:
     // included, reports E_FAIL although the file is open (kept for compatibility).
     HRESULT Create(const String &path)
     {
-        HANDLE handle = CreateFileA(path.SystemMultibyte().c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+        std::string narrow;
+        if (!SystemText::EncodePath(path, narrow))
+            return E_FAIL;
+        HANDLE handle = CreateFileA(narrow.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                     CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
         if (handle == INVALID_HANDLE_VALUE)
             return E_FAIL;

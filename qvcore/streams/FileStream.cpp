@@ -1,5 +1,7 @@
 #include "qvcore/streams/FileStream.h"
 
+#include "qvcore/internal/SystemText.h"
+
 namespace {
 
 [[noreturn]] void throwLastError()
@@ -9,8 +11,11 @@ namespace {
 
 HANDLE openFile(const String &path, DWORD access, DWORD share, DWORD disposition)
 {
-    HANDLE handle = CreateFileA(path.Multibyte(0).c_str(), access, share, nullptr, disposition,
-                                FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+    std::string narrow;
+    HANDLE handle = SystemText::EncodePathOrFail(path, narrow)
+                        ? CreateFileA(narrow.c_str(), access, share, nullptr, disposition, FILE_FLAG_SEQUENTIAL_SCAN,
+                                      nullptr)
+                        : INVALID_HANDLE_VALUE;
     if (handle == INVALID_HANDLE_VALUE)
         throwLastError();
     return handle;

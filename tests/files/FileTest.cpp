@@ -3,6 +3,7 @@
 #include "tests/support/TempDirectory.h"
 
 #include "qvcore/files/FileData.h"
+#include "qvcore/streams/FileStream.h"
 
 namespace {
 
@@ -225,4 +226,31 @@ TEST_F(FileTest, OpenForReadingTakesShareDispositionInheritableFlagsInThatOrder)
     EXPECT_EQ(0u, handleFlags & HANDLE_FLAG_INHERIT);
     first.SetFilePos(0, 2);
     EXPECT_EQ(1ul, first.Write("!", 1));
+}
+
+// Names reach the system through the ANSI code page. A character it cannot hold exactly must
+// never lead to another file: "ａ" (full-width) would become "a" by best fit, and "一" would
+// become "?", which the find functions take for any character.
+TEST_F(FileTest, NamesTheAnsiCodePageCannotHoldFailAsMissingFilesDo)
+{
+    filetest::writeFile(path(L"a.txt"), "12345");
+    for (const wchar_t *name : {L"\uff41.txt", L"\u4e00.txt"}) {
+        const String other = path(name);
+        const std::string what = other.Utf8();
+        EXPECT_FALSE(File::FileExists(other)) << what;
+        EXPECT_EQ(0ull, File::GetFileSize(other)) << what;
+        EXPECT_TRUE(File::GetFullPath(other).empty()) << what;
+        EXPECT_FALSE(FileFinder(other, false).IsValid()) << what;
+        File file;
+        EXPECT_FILE_ERROR(file.OpenForReading(other, FILE_SHARE_READ, OPEN_EXISTING, false, 0), ERROR_FILE_NOT_FOUND);
+        try {
+            FileInputStream stream(other);
+            ADD_FAILURE() << "opened " << what;
+        } catch (const StreamBase::Exception &e) {
+            EXPECT_EQ(StreamBase::SystemError, e.code) << what;
+            EXPECT_EQ(String::FromError(ERROR_FILE_NOT_FOUND), e.message) << what;
+        }
+        File::DeleteFileA(other);
+    }
+    EXPECT_EQ(5ull, File::GetFileSize(path(L"a.txt"))) << "a.txt was deleted through another name";
 }
