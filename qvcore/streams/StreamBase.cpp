@@ -7,10 +7,15 @@
 
 namespace {
 
+// The failure the last stream destructor on this thread caught, if any.
+thread_local bool lateFailureRecorded = false;
+thread_local StreamBase::Exception lateFailure;
+
 int checkedLength(std::size_t length, std::size_t unitSize)
 {
     if (length > static_cast<std::size_t>(INT_MAX) / unitSize)
-        throw std::length_error("string too long for a stream");
+        StreamBase::ThrowMalformedData(String(L"String too long for a stream: its length prefix holds at most "
+                                              L"2,147,483,647 bytes"));
     return static_cast<int>(length * unitSize);
 }
 
@@ -67,6 +72,28 @@ void StreamBase::ThrowBlockCheckFailed(const String &message)
 void StreamBase::ThrowEndOfData(const String &message)
 {
     throw Exception{EndOfData, message};
+}
+
+bool StreamBase::TakeLateFailure(Exception &failure)
+{
+    if (!lateFailureRecorded)
+        return false;
+    failure = std::move(lateFailure);
+    lateFailure = Exception{};
+    lateFailureRecorded = false;
+    return true;
+}
+
+void OutputStream::RecordLateFailure(const Exception &failure) noexcept
+{
+    try {
+        lateFailure = failure;
+        lateFailureRecorded = true;
+    } catch (...) {
+        // No memory for the text: the code alone is kept.
+        lateFailure.code = failure.code;
+        lateFailureRecorded = true;
+    }
 }
 
 // --- InputStream ---------------------------------------------------------------------------
@@ -201,7 +228,7 @@ void OutputStream::Commit(int count)
 OutputStream &OutputStream::Target() const
 {
     if (!target)
-        throw std::logic_error("output stream written after its target was destroyed");
+        ThrowEndOfData(String(L"The stream this one writes into has been destroyed"));
     return *target;
 }
 
@@ -230,7 +257,8 @@ QVCORE_RAW_INSERTION(const _GUID &)
 
 OutputStream &OutputStream::operator<<(const char *value)
 {
-    int length = checkedLength(std::strlen(value), 1);
+    // A null text is written as the empty text it stands for.
+    int length = value ? checkedLength(std::strlen(value), 1) : 0;
     *this << length;
     Write(value, length);
     return *this;

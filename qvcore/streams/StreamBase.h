@@ -18,9 +18,10 @@
 // Values travel in their raw in-memory form, little-endian, without tags or padding; strings
 // carry a 32-bit length prefix. Every failure throws StreamBase::Exception.
 //
-// Destructors that write (filters holding bytes back) let a failure of their target propagate,
-// except while another exception is unwinding the stack: then it is dropped. Call Flush() on
-// the last stream of a chain before destroying it to see every failure.
+// Destructors that write (filters holding bytes back) never let a failure out, since an owner
+// such as std::unique_ptr, or a destructor running during unwinding, would end the process:
+// they record it instead, for StreamBase::TakeLateFailure. Call Flush() on the last stream of a
+// chain before destroying it to see every failure as an exception.
 
 class QVCORE_API StreamBase : public NotCopyable {
 public:
@@ -59,6 +60,10 @@ public:
     [[noreturn]] static void ThrowMalformedData(const String &message);
     [[noreturn]] static void ThrowBlockCheckFailed(const String &message);
     [[noreturn]] static void ThrowEndOfData(const String &message);
+
+    /// The failure that a stream destructor caught last on this thread (the target refused the
+    /// bytes it held back), moved into failure; false when none was caught since the last call.
+    static bool TakeLateFailure(Exception &failure);
 
     virtual ~StreamBase() noexcept(false);
 
@@ -166,7 +171,8 @@ public:
     OutputStream &operator<<(const unsigned __int64 &value);
     OutputStream &operator<<(double value);
     OutputStream &operator<<(const _GUID &value);  // 16 bytes as the structure lies in memory
-    /// 32-bit character count (the terminating zero excluded), then the characters.
+    /// 32-bit character count (the terminating zero excluded), then the characters; a null
+    /// pointer is written as the empty text.
     OutputStream &operator<<(const char *value);
     /// 32-bit character count, then the characters (zero bytes included).
     OutputStream &operator<<(const std::string &value);
@@ -177,23 +183,25 @@ protected:
     /// Pushes out whatever the stream holds back; a no-op unless overridden.
     virtual void FlushSelf();
 
-    /// The target of a filter; throws std::logic_error when the target has been destroyed.
+    /// The target of a filter; throws code 5 when the target has been destroyed.
     OutputStream &Target() const;
 
-    /// Runs the final writes of a destructor: a failure propagates unless another exception is
-    /// already unwinding the stack, in which case it is dropped.
+    /// Runs the final writes of a destructor: a failure is recorded for TakeLateFailure and
+    /// goes no further.
     template <class F>
-    static void WriteFromDestructor(F write)
+    static void WriteFromDestructor(F write) noexcept
     {
-        if (std::uncaught_exceptions() == 0) {
-            write();
-            return;
-        }
         try {
             write();
+        } catch (const Exception &e) {
+            RecordLateFailure(e);
+        } catch (const std::exception &e) {
+            RecordLateFailure(Exception{SystemError, String::FromLatin1(e.what())});
         } catch (...) {
+            RecordLateFailure(Exception{SystemError, String(L"Unknown failure of a stream's final write")});
         }
     }
+    static void RecordLateFailure(const Exception &failure) noexcept;
 
     OutputStream *feeder;
     OutputStream *target;

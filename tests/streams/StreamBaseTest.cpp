@@ -34,9 +34,10 @@ TEST(StreamOperators, ValuesAreWrittenAsRawLittleEndianBytesInOneWrite)
 
     // Strings carry a length prefix: characters, or bytes for wide strings.
     RecordingStream text;
-    text << "ab" << std::string("ab") << String(L"ab") << std::string("a\0b", 3) << "" << String();
+    text << "ab" << std::string("ab") << String(L"ab") << std::string("a\0b", 3) << "" << String()
+         << static_cast<const char *>(nullptr);  // no text: written as the empty one
     EXPECT_EQ("02 00 00 00 61 62 02 00 00 00 61 62 04 00 00 00 61 00 62 00 03 00 00 00 61 00 62 "
-              "00 00 00 00 00 00 00 00",
+              "00 00 00 00 00 00 00 00 00 00 00 00",
               toHex(text.all));
 }
 
