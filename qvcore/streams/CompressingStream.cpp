@@ -4,9 +4,19 @@
 
 namespace {
 
-[[noreturn]] void throwZlib(const z_stream &z)
+// zlib's own text where it gives one. It gives none at the end of the compressed data, which a
+// read counts as a failure (more was asked for than the section holds).
+[[noreturn]] void throwZlib(const z_stream &z, int result = Z_OK)
 {
-    throw StreamBase::Exception{2, String::FromLatin1(z.msg ? z.msg : "")};
+    if (z.msg)
+        StreamBase::ThrowCompressionError(z.msg);
+    if (result == Z_STREAM_END)
+        throw StreamBase::Exception{StreamBase::CompressionError,
+                                    String(L"The compressed data ends before the bytes asked for")};
+    throw StreamBase::Exception{StreamBase::CompressionError,
+                                String::FromFormat(reinterpret_cast<const unsigned short *>(L"The compression library "
+                                                                                             L"failed with code %d"),
+                                                   result)};
 }
 
 // Releases a zlib stream whatever happens in the destructor's final writes.
@@ -61,8 +71,9 @@ void CompressingStream::Write(const char *data, int count)
         char buffer[2048];
         zstream->next_out = reinterpret_cast<Bytef *>(buffer);
         zstream->avail_out = sizeof buffer;
-        if (deflate(zstream, Z_NO_FLUSH) != Z_OK)
-            throwZlib(*zstream);
+        int result = deflate(zstream, Z_NO_FLUSH);
+        if (result != Z_OK)
+            throwZlib(*zstream, result);
         int produced = static_cast<int>(sizeof buffer - zstream->avail_out);
         if (produced > 0)
             out.Write(buffer, produced);
@@ -87,7 +98,7 @@ void CompressingStream::InternalFlush(bool finish)
         zstream->avail_out = sizeof buffer;
         int result = deflate(zstream, finish ? Z_FINISH : Z_SYNC_FLUSH);
         if (result != Z_OK && result != Z_STREAM_END)
-            throwZlib(*zstream);
+            throwZlib(*zstream, result);
         out.Write(buffer, static_cast<int>(sizeof buffer - zstream->avail_out));
         if ((finish && result == Z_STREAM_END) || zstream->avail_out != 0) {
             pending = false;
@@ -152,16 +163,19 @@ int DecompressingStream::Decompress(char *buffer, int count, bool some)
         if (result == Z_OK || (noProgressAllowed && result == Z_BUF_ERROR) ||
             (some && result == Z_STREAM_END && produced() > 0))
             return;
-        throwZlib(*zstream);
+        throwZlib(*zstream, result);
     };
 
     if (zstream->avail_in == 0) {
         step(true);
         if (zstream->avail_out == 0 && !some) {
-            // Byte-by-byte reading fetches a byte before it finds that the output needs none.
+            // Byte-by-byte reading fetches a byte before it finds that the output needs none,
+            // and its inflate call goes on decoding with that byte once the output is full (the
+            // next code, the next block's header): a call with no output room does the same.
             source->Read(&input, 1);
             zstream->next_in = reinterpret_cast<Bytef *>(&input);
             zstream->avail_in = 1;
+            step(true);
             return count;
         }
     }
@@ -181,7 +195,7 @@ int DecompressingStream::Decompress(char *buffer, int count, bool some)
                 if (result == Z_STREAM_END)
                     ended = true;
                 if (result != Z_OK && !(some && result == Z_STREAM_END && produced() > 0))
-                    throwZlib(*zstream);
+                    throwZlib(*zstream, result);
                 if (result == Z_OK)
                     step(true);
                 continue;

@@ -103,6 +103,6 @@ TEST(BufferedInputStream, CarriesBulkReadsAndWholeBase64GroupsBetweenDecoders)
     while (at < 50000)
         at += decompressor.ReadSome(&back[at], 50000 - at);
     EXPECT_EQ(data, back);
-    EXPECT_STREAM_EXCEPTION(readBytes(decompressor, 1), 2, "");
+    EXPECT_STREAM_EXCEPTION(readBytes(decompressor, 1), 2, "The compressed data ends before the bytes asked for");
     EXPECT_TRUE(decompressor.AtEnd());
 }
