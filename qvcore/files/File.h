@@ -5,6 +5,7 @@
 #include "qvcore/core/DateTime.h"
 #include "qvcore/core/NotCopyable.h"
 #include "qvcore/core/String.h"
+#include "qvcore/core/ScopedHandle.h"
 
 #include <string>
 
@@ -184,7 +185,7 @@ public:
 
 protected:
     /// The system handle, for the file streams; INVALID_HANDLE_VALUE when closed.
-    HANDLE GetHandle() const { return handle_; }
+    HANDLE GetHandle() const { return handle_.get(); }
 
     // The file streams read and write the handle of a File they are given (without owning it).
     friend class FileStream;
@@ -195,7 +196,7 @@ private:
     void lockOrUnlock(long long offset, long long length, bool lock);
 
     String path_;
-    HANDLE handle_;
+    ScopedFileHandle handle_;
 };
 
 #endif

@@ -151,34 +151,27 @@ void FileData::Assign(const WIN32_FIND_DATAA &found)
 
 // --- FileFinder -------------------------------------------------------------------------------
 
-FileFinder::FileFinder() : valid_(false), includeDots_(false), handle_(INVALID_HANDLE_VALUE) {}
+FileFinder::FileFinder() : valid_(false), includeDots_(false) {}
 
-FileFinder::FileFinder(const String &pattern, bool includeDots)
-    : valid_(false), includeDots_(false), handle_(INVALID_HANDLE_VALUE)
+FileFinder::FileFinder(const String &pattern, bool includeDots) : valid_(false), includeDots_(false)
 {
     Start(pattern, includeDots);
 }
 
-FileFinder::~FileFinder()
-{
-    if (handle_ != INVALID_HANDLE_VALUE)
-        FindClose(handle_);
-}
+FileFinder::~FileFinder() {}
 
 bool FileFinder::Start(const String &pattern, bool includeDots)
 {
-    if (handle_ != INVALID_HANDLE_VALUE) {
-        FindClose(handle_);
-        handle_ = INVALID_HANDLE_VALUE;
-    }
+    handle_.reset();
     searchDir_ = File::GetDirname(pattern);
     includeDots_ = includeDots;
     WIN32_FIND_DATAA found;
     // A pattern that the ANSI code page cannot hold exactly would find other files: its "?"
     // stands for any character.
     std::string narrow;
-    handle_ = SystemText::EncodePath(pattern, narrow) ? FindFirstFileA(narrow.c_str(), &found) : INVALID_HANDLE_VALUE;
-    if (handle_ == INVALID_HANDLE_VALUE) {
+    if (SystemText::EncodePath(pattern, narrow))
+        handle_.reset(FindFirstFileA(narrow.c_str(), &found));
+    if (!handle_) {
         valid_ = false;
         Clear();
         return false;
@@ -192,10 +185,10 @@ bool FileFinder::Start(const String &pattern, bool includeDots)
 
 bool FileFinder::Next()
 {
-    if (handle_ == INVALID_HANDLE_VALUE)
+    if (!handle_)
         return false;
     WIN32_FIND_DATAA found;
-    while (FindNextFileA(handle_, &found)) {
+    while (FindNextFileA(handle_.get(), &found)) {
         Assign(found);
         if (includeDots_ || !IsDots())
             return true;
@@ -208,8 +201,7 @@ void FileFinder::endSearch()
 {
     valid_ = false;
     Clear();
-    FindClose(handle_);
-    handle_ = INVALID_HANDLE_VALUE;
+    handle_.reset();
 }
 
 String FileFinder::GetFilePath() const

@@ -3,6 +3,7 @@
 
 #include "qvcore/Platform.h"
 #include "qvcore/core/DateTime.h"
+#include "qvcore/core/ScopedHandle.h"
 #include "qvcore/core/String.h"
 
 /// One directory entry as the system's find functions report it, names in UTF-16.
@@ -123,7 +124,7 @@ private:
     bool valid_;
     bool includeDots_;
     String searchDir_;
-    HANDLE handle_;
+    ScopedFindHandle handle_;
 };
 
 #endif

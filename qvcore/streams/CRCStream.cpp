@@ -62,7 +62,7 @@ int CRCInputStream::ReadLength()
     int length;
     *source >> length;
     if (length > BlockSize || length < 1)
-        throw Exception{4, L"Illegal CRC block size"};
+        ThrowBlockCheckFailed(String(L"Illegal CRC block size"));
     return length;
 }
 
@@ -72,7 +72,7 @@ void CRCInputStream::ReadData(char *data, int length)
     unsigned int stored;
     *source >> stored;
     if (stored != static_cast<unsigned int>(blockCRC(data, length)))
-        throw Exception{4, L"CRC checksum error"};
+        ThrowBlockCheckFailed(String(L"CRC checksum error"));
 }
 
 void CRCInputStream::ReadBlock()

@@ -2,6 +2,8 @@
 
 #include <zlib.h>
 
+#include <memory>
+
 namespace {
 
 // zlib's own text where it gives one. It gives none at the end of the compressed data, which a
@@ -11,12 +13,10 @@ namespace {
     if (z.msg)
         StreamBase::ThrowCompressionError(z.msg);
     if (result == Z_STREAM_END)
-        throw StreamBase::Exception{StreamBase::CompressionError,
-                                    String(L"The compressed data ends before the bytes asked for")};
-    throw StreamBase::Exception{StreamBase::CompressionError,
-                                String::FromFormat(reinterpret_cast<const unsigned short *>(L"The compression library "
-                                                                                             L"failed with code %d"),
-                                                   result)};
+        StreamBase::ThrowCompressionError(String(L"The compressed data ends before the bytes asked for"));
+    StreamBase::ThrowCompressionError(
+        String::FromFormat(reinterpret_cast<const unsigned short *>(L"The compression library failed with code %d"),
+                           result));
 }
 
 // Releases a zlib stream whatever happens in the destructor's final writes.
@@ -31,6 +31,103 @@ struct ZlibRelease {
             z = nullptr;
         }
     }
+};
+
+// A zlib inflate stream, initialised; code 2 when zlib cannot set one up.
+z_stream *newInflater()
+{
+    std::unique_ptr<z_stream> z(new z_stream());
+    if (inflateInit(z.get()) != Z_OK)
+        throwZlib(*z);
+    return z.release();
+}
+
+// One Read or ReadSome: zlib's output is the caller's buffer.
+class Inflation {
+public:
+    Inflation(z_stream &z, char *buffer, int count, bool some, bool &ended)
+        : z_(z), count_(count), some_(some), ended_(ended)
+    {
+        z_.next_out = reinterpret_cast<Bytef *>(buffer);
+        z_.avail_out = static_cast<uInt>(count);
+    }
+
+    int Produced() const { return count_ - static_cast<int>(z_.avail_out); }
+    /// The buffer is full, or (ReadSome) something was produced.
+    bool Complete() const { return z_.avail_out == 0 || (some_ && Produced() > 0); }
+
+    /// Runs inflate on what zlib holds. Reaching the end of the zlib stream is a failure (more
+    /// was asked for than the section holds), except for ReadSome once it has produced
+    /// something; with mayStall, so is no progress for want of input.
+    void Inflate(bool mayStall)
+    {
+        Check(inflate(&z_, Z_NO_FLUSH), mayStall);
+    }
+
+    /// The rule reads a byte first and then lets inflate produce what it can from the bits it
+    /// holds. Asking zlib first gives the same output; when that fills the buffer, the rule
+    /// would still have fetched a byte, and its inflate call would have gone on decoding with
+    /// it once the output was full (the next code, the next block's header). True when the
+    /// request is complete then.
+    bool StartWithoutInput(InputStream &source, char &slot)
+    {
+        Inflate(/*mayStall=*/true);
+        if (z_.avail_out != 0 || some_)
+            return false;
+        TakeOneByte(source, slot);
+        Inflate(/*mayStall=*/true);
+        return true;
+    }
+
+    /// Hands zlib the bytes the source shows in memory, with all but one byte of the output
+    /// room. zlib consumes input only as far as the output it produces needs, plus the codes of
+    /// the next symbol, which the held-back byte of output needs as well: the bytes it takes
+    /// are the ones the rule would read. A call without input then produces what zlib can
+    /// still make from the bits it holds, as the rule's next call would. False, with nothing
+    /// done, when the source shows nothing or only one byte of room is left.
+    bool TakeShownBytes(InputStream &source)
+    {
+        const char *view;
+        int shown;
+        if (z_.avail_out <= 1 || (shown = source.Peek(view)) <= 0)
+            return false;
+        z_.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(view));
+        z_.avail_in = static_cast<uInt>(shown);
+        z_.avail_out -= 1;
+        int result = inflate(&z_, Z_NO_FLUSH);
+        int used = shown - static_cast<int>(z_.avail_in);
+        z_.avail_in = 0;
+        z_.avail_out += 1;
+        source.Skip(used);
+        Check(result, /*mayStall=*/false);
+        if (result == Z_OK)
+            Inflate(/*mayStall=*/true);
+        return true;
+    }
+
+    /// The rule's step: one byte of the source, into slot, handed to zlib.
+    void TakeOneByte(InputStream &source, char &slot)
+    {
+        source.Read(&slot, 1);
+        z_.next_in = reinterpret_cast<Bytef *>(&slot);
+        z_.avail_in = 1;
+    }
+
+private:
+    void Check(int result, bool mayStall)
+    {
+        if (result == Z_STREAM_END)
+            ended_ = true;
+        if (result == Z_OK || (mayStall && result == Z_BUF_ERROR) ||
+            (some_ && result == Z_STREAM_END && Produced() > 0))
+            return;
+        throwZlib(z_, result);
+    }
+
+    z_stream &z_;
+    const int count_;
+    const bool some_;
+    bool &ended_;
 };
 
 }  // namespace
@@ -129,82 +226,26 @@ int DecompressingStream::ReadSome(char *buffer, int count)
     return Decompress(buffer, count, true);
 }
 
-// The required behaviour is byte-by-byte: whenever zlib has no input left and output space
-// remains, one byte is read from the source and handed to zlib. When the source shows bytes
-// in memory, zlib takes them in bulk instead, with all but one byte of the output space; zlib
-// pulls input only as far as the output it produces needs (plus the next code, which the
-// byte-by-byte reading needs as well for the reserved byte), so the bytes it takes are the ones
-// byte-by-byte reading would have read. A second call without input then produces what zlib
-// can still make from the bits it holds, as the byte-by-byte call would have done, and the
-// byte-by-byte loop finishes the request. Each request starts with such a call too: when it
-// fills the output, byte-by-byte reading would still have fetched its first byte.
-//
-// With some set, the request ends as soon as anything was produced (ReadSome).
+// Reading follows the byte-at-a-time rule exactly: whenever zlib has no input left and output
+// room remains, one byte is read from the source and handed to zlib, then inflate runs. So
+// the source is never read past what the output needs, and data behind a compressed section
+// stays in place. Taking shown bytes in bulk (TakeShownBytes) leaves the source where the rule
+// would; each request starts as the rule does (StartWithoutInput).
 int DecompressingStream::Decompress(char *buffer, int count, bool some)
 {
     if (count < 1)
         return 0;
-    if (!zstream) {
-        zstream = new z_stream();
-        if (inflateInit(zstream) != Z_OK) {
-            z_stream failed = *zstream;
-            delete zstream;
-            zstream = nullptr;
-            throwZlib(failed);
-        }
+    if (!zstream)
+        zstream = newInflater();
+    Inflation request(*zstream, buffer, count, some, ended);
+    if (zstream->avail_in == 0 && request.StartWithoutInput(*source, input))
+        return count;
+    while (!request.Complete()) {
+        if (zstream->avail_in == 0 && request.TakeShownBytes(*source))
+            continue;
+        if (zstream->avail_in == 0)
+            request.TakeOneByte(*source, input);
+        request.Inflate(/*mayStall=*/false);
     }
-    zstream->next_out = reinterpret_cast<Bytef *>(buffer);
-    zstream->avail_out = static_cast<uInt>(count);
-    auto produced = [&] { return count - static_cast<int>(zstream->avail_out); };
-    auto step = [&](bool noProgressAllowed) {
-        int result = inflate(zstream, Z_NO_FLUSH);
-        if (result == Z_STREAM_END)
-            ended = true;
-        if (result == Z_OK || (noProgressAllowed && result == Z_BUF_ERROR) ||
-            (some && result == Z_STREAM_END && produced() > 0))
-            return;
-        throwZlib(*zstream, result);
-    };
-
-    if (zstream->avail_in == 0) {
-        step(true);
-        if (zstream->avail_out == 0 && !some) {
-            // Byte-by-byte reading fetches a byte before it finds that the output needs none,
-            // and its inflate call goes on decoding with that byte once the output is full (the
-            // next code, the next block's header): a call with no output room does the same.
-            source->Read(&input, 1);
-            zstream->next_in = reinterpret_cast<Bytef *>(&input);
-            zstream->avail_in = 1;
-            step(true);
-            return count;
-        }
-    }
-    while (zstream->avail_out > 0 && !(some && produced() > 0)) {
-        if (zstream->avail_in == 0) {
-            const char *view;
-            int shown;
-            if (zstream->avail_out > 1 && (shown = source->Peek(view)) > 0) {
-                zstream->next_in = reinterpret_cast<Bytef *>(const_cast<char *>(view));
-                zstream->avail_in = static_cast<uInt>(shown);
-                zstream->avail_out -= 1;
-                int result = inflate(zstream, Z_NO_FLUSH);
-                int used = shown - static_cast<int>(zstream->avail_in);
-                zstream->avail_in = 0;
-                zstream->avail_out += 1;
-                source->Skip(used);
-                if (result == Z_STREAM_END)
-                    ended = true;
-                if (result != Z_OK && !(some && result == Z_STREAM_END && produced() > 0))
-                    throwZlib(*zstream, result);
-                if (result == Z_OK)
-                    step(true);
-                continue;
-            }
-            source->Read(&input, 1);
-            zstream->next_in = reinterpret_cast<Bytef *>(&input);
-            zstream->avail_in = 1;
-        }
-        step(false);
-    }
-    return produced();
+    return request.Produced();
 }

@@ -4,10 +4,7 @@
 
 namespace {
 
-[[noreturn]] void throwLastError()
-{
-    throw StreamBase::Exception{1, String::FromError(GetLastError())};
-}
+const wchar_t kReadBeyondEnd[] = L"Read beyond end of file";
 
 HANDLE openFile(const String &path, DWORD access, DWORD share, DWORD disposition)
 {
@@ -17,7 +14,7 @@ HANDLE openFile(const String &path, DWORD access, DWORD share, DWORD disposition
                                       nullptr)
                         : INVALID_HANDLE_VALUE;
     if (handle == INVALID_HANDLE_VALUE)
-        throwLastError();
+        StreamBase::ThrowLastError();
     return handle;
 }
 
@@ -27,7 +24,7 @@ void moveToEnd(HANDLE handle)
     // move itself counts.
     SetLastError(0);
     if (SetFilePointer(handle, 0, nullptr, FILE_END) == INVALID_SET_FILE_POINTER && GetLastError() != 0)
-        throwLastError();
+        StreamBase::ThrowLastError();
 }
 
 const int fileDataSize = 592;
@@ -39,8 +36,9 @@ FileStream::FileStream(HANDLE handle, bool ownsHandle) : ownsHandle(ownsHandle),
 
 FileStream::~FileStream()
 {
-    if (ownsHandle && handle != INVALID_HANDLE_VALUE)
-        CloseHandle(handle);
+    // A File's handle is only borrowed: the File closes it.
+    if (!ownsHandle)
+        handle.release();
 }
 
 // --- output --------------------------------------------------------------------------------
@@ -50,30 +48,30 @@ FileOutputStream::FileOutputStream(const String &path, bool append)
       FileStream(openFile(path, GENERIC_WRITE, 0, append ? OPEN_ALWAYS : CREATE_ALWAYS), true)
 {
     if (append)
-        moveToEnd(handle);
+        moveToEnd(handle.get());
 }
 
 FileOutputStream::FileOutputStream(File &file, bool append) : OutputStream(nullptr), FileStream(file.GetHandle(), false)
 {
-    if (append && handle != INVALID_HANDLE_VALUE)
-        moveToEnd(handle);
+    if (append && handle)
+        moveToEnd(handle.get());
 }
 
 FileOutputStream::~FileOutputStream() noexcept(false) {}
 
 void FileOutputStream::Write(const char *data, int count)
 {
-    if (count < 1 || handle == INVALID_HANDLE_VALUE)
+    if (count < 1 || !handle)
         return;
     DWORD written = 0;
-    if (!WriteFile(handle, data, static_cast<DWORD>(count), &written, nullptr))
-        throwLastError();
+    if (!WriteFile(handle.get(), data, static_cast<DWORD>(count), &written, nullptr))
+        StreamBase::ThrowLastError();
 }
 
 void FileOutputStream::FlushSelf()
 {
-    if (handle != INVALID_HANDLE_VALUE && !FlushFileBuffers(handle))
-        throwLastError();
+    if (handle && !FlushFileBuffers(handle.get()))
+        StreamBase::ThrowLastError();
 }
 
 // --- input ---------------------------------------------------------------------------------
@@ -89,24 +87,24 @@ FileInputStream::~FileInputStream() noexcept(false) {}
 
 void FileInputStream::Read(char *buffer, int count)
 {
-    if (count < 1 || handle == INVALID_HANDLE_VALUE)
+    if (count < 1 || !handle)
         return;
     DWORD read = 0;
-    if (!ReadFile(handle, buffer, static_cast<DWORD>(count), &read, nullptr))
-        throwLastError();
+    if (!ReadFile(handle.get(), buffer, static_cast<DWORD>(count), &read, nullptr))
+        StreamBase::ThrowLastError();
     if (read < static_cast<DWORD>(count))
-        throw Exception{5, L"Read beyond end of file"};
+        ThrowEndOfData(String(kReadBeyondEnd));
 }
 
 int FileInputStream::ReadSome(char *buffer, int count)
 {
-    if (count < 1 || handle == INVALID_HANDLE_VALUE)
+    if (count < 1 || !handle)
         return 0;
     DWORD read = 0;
-    if (!ReadFile(handle, buffer, static_cast<DWORD>(count), &read, nullptr))
-        throwLastError();
+    if (!ReadFile(handle.get(), buffer, static_cast<DWORD>(count), &read, nullptr))
+        StreamBase::ThrowLastError();
     if (read == 0)
-        throw Exception{5, L"Read beyond end of file"};
+        ThrowEndOfData(String(kReadBeyondEnd));
     return static_cast<int>(read);
 }
 

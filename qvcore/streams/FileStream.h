@@ -16,7 +16,7 @@
 class QVCORE_API FileStream {
 public:
     /// The system handle; INVALID_HANDLE_VALUE when none.
-    HANDLE GetHandle() const { return handle; }
+    HANDLE GetHandle() const { return handle.get(); }
 
 protected:
     FileStream(HANDLE handle, bool ownsHandle);
@@ -25,8 +25,10 @@ protected:
     FileStream(const FileStream &) = delete;
     FileStream &operator=(const FileStream &) = delete;
 
+    /// True when the stream opened the handle itself; otherwise it is a File's, and is given
+    /// back unclosed on destruction.
     bool ownsHandle;
-    HANDLE handle;
+    ScopedFileHandle handle;
 };
 
 /// A sink writing into a file.

@@ -59,6 +59,11 @@ void StreamBase::ThrowCompressionError(const char *libraryText)
     throw Exception{CompressionError, String::FromLatin1(libraryText ? libraryText : "")};
 }
 
+void StreamBase::ThrowCompressionError(const String &message)
+{
+    throw Exception{CompressionError, message};
+}
+
 void StreamBase::ThrowMalformedData(const String &message)
 {
     throw Exception{MalformedData, message};

@@ -57,6 +57,7 @@ public:
     [[noreturn]] static void ThrowLastError();
     /// CompressionError with the compression library's text (null: an empty text).
     [[noreturn]] static void ThrowCompressionError(const char *libraryText);
+    [[noreturn]] static void ThrowCompressionError(const String &message);
     [[noreturn]] static void ThrowMalformedData(const String &message);
     [[noreturn]] static void ThrowBlockCheckFailed(const String &message);
     [[noreturn]] static void ThrowEndOfData(const String &message);

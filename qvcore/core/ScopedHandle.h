@@ -1,7 +1,8 @@
-#ifndef QVCORE_INTERNAL_SCOPEDHANDLE_H
-#define QVCORE_INTERNAL_SCOPEDHANDLE_H
+#ifndef QVCORE_CORE_SCOPEDHANDLE_H
+#define QVCORE_CORE_SCOPEDHANDLE_H
 
-// Internal to the library and its tools: the one owner type for system resources.
+// The one owner type for system resources. Header-only and not exported: the library and its
+// tools use it, and public classes hold it as members, which is why it is installed with them.
 //
 // ScopedHandle<Traits> owns one handle and closes it when it is destroyed, reset or assigned
 // over. It is move-only and exactly one handle wide, so it can stand where a raw handle field
