@@ -1,0 +1,25 @@
+#ifndef QVCORE_TESTS_SUPPORT_STRINGCASES_H
+#define QVCORE_TESTS_SUPPORT_STRINGCASES_H
+
+// Tables of String cases for the String tests: S() and N() make Strings from wide literals,
+// and expectEach checks a table of labelled results.
+
+#include "tests/support/StringPrinting.h"
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+
+inline String S(const wchar_t *s) { return String(s); }
+// n units, zero units included.
+inline String N(const wchar_t *s, unsigned int n) { return String(units(s), n); }
+
+template <class T> struct Case { T got; T want; const char *what; };
+
+template <class T> void expectEach(std::initializer_list<Case<T>> cases)
+{
+    for (const Case<T> &c : cases)
+        EXPECT_EQ(c.want, c.got) << c.what;
+}
+
+#endif
