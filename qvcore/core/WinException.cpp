@@ -1,8 +1,7 @@
 #include "qvcore/core/WinException.h"
 
+#include "qvcore/internal/SystemText.h"
 #include "qvcore/runtime/ModuleBase.h"
-
-#include <vector>
 
 // --- WinException ------------------------------------------------------------------------------
 
@@ -70,18 +69,7 @@ String SEHException::GetModuleFileName() const
     HINSTANCE module = ModuleBase::GetHInstance(m_location);
     if (!module)
         return String();
-    // The name is read again into a larger buffer for as long as it fills the buffer: older
-    // systems truncate without saying so. Paths never exceed 32,767 characters.
-    std::vector<char> buffer;
-    for (DWORD size = MAX_PATH; size <= 32768 + MAX_PATH; size += MAX_PATH) {
-        buffer.resize(size);
-        DWORD length = ::GetModuleFileNameA(module, buffer.data(), size);
-        if (length == 0)
-            return String();
-        if (length < size)
-            return String::FromSystemMultibyte(buffer.data(), static_cast<int>(length));
-    }
-    return String();
+    return SystemText::ModuleFileName(module);
 }
 
 String SEHException::GetMsg() const

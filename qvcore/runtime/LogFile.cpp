@@ -1,7 +1,10 @@
 #include "qvcore/runtime/LogFile.h"
 
+#include "qvcore/core/ScopedHandle.h"
 #include "qvcore/core/WinException.h"
 #include "qvcore/runtime/ModuleBase.h"
+#include "qvcore/internal/ComBoundary.h"
+#include "qvcore/internal/CriticalSection.h"
 #include "qvcore/internal/ModuleLock.h"
 #include "qvcore/internal/SystemText.h"
 
@@ -21,54 +24,32 @@ const unsigned long long maxLineLength = 2147483645ull;
 // "[hh:mm:ss] ", the tag in ten columns and the blank behind it.
 const unsigned long long stampAndTagLength = 22;
 
-class CriticalSectionLock {
-public:
-    explicit CriticalSectionLock(CRITICAL_SECTION &section) : section_(section) { EnterCriticalSection(&section_); }
-    ~CriticalSectionLock() { LeaveCriticalSection(&section_); }
-    CriticalSectionLock(const CriticalSectionLock &) = delete;
-    CriticalSectionLock &operator=(const CriticalSectionLock &) = delete;
-
-private:
-    CRITICAL_SECTION &section_;
-};
-
 // The one log file of the process. Opening, reopening and reading the path take the lock as
 // well as writing: Reopen closes the handle that a writer on another thread may be using.
 class LogSink {
 public:
-    LogSink() : handle_(INVALID_HANDLE_VALUE) { InitializeCriticalSection(&lock_); }
-    ~LogSink()
-    {
-        if (handle_ != INVALID_HANDLE_VALUE)
-            CloseHandle(handle_);
-        DeleteCriticalSection(&lock_);
-    }
-    LogSink(const LogSink &) = delete;
-    LogSink &operator=(const LogSink &) = delete;
-
     HRESULT Open(const String &path)
     {
-        CriticalSectionLock lock(lock_);
-        if (handle_ != INVALID_HANDLE_VALUE)
+        CriticalSectionGuard guard(lock_);
+        if (file_)
             return E_FAIL;
         return Create(path);
     }
 
     HRESULT Reopen()
     {
-        CriticalSectionLock lock(lock_);
-        if (handle_ == INVALID_HANDLE_VALUE)
+        CriticalSectionGuard guard(lock_);
+        if (!file_)
             return E_FAIL;
-        CloseHandle(handle_);
-        handle_ = INVALID_HANDLE_VALUE;
+        file_.reset();
         return Create(path_);
     }
 
     // False when no file is open.
     bool GetPath(String &path)
     {
-        CriticalSectionLock lock(lock_);
-        if (handle_ == INVALID_HANDLE_VALUE)
+        CriticalSectionGuard guard(lock_);
+        if (!file_)
             return false;
         path = path_;
         return true;
@@ -77,11 +58,11 @@ public:
     // False when no file is open; whether WriteFile succeeded is not reported.
     bool Write(const char *line, DWORD size)
     {
-        CriticalSectionLock lock(lock_);
-        if (handle_ == INVALID_HANDLE_VALUE)
+        CriticalSectionGuard guard(lock_);
+        if (!file_)
             return false;
         DWORD written = 0;
-        WriteFile(handle_, line, size, &written, nullptr);
+        WriteFile(file_.get(), line, size, &written, nullptr);
         return true;
     }
 
@@ -93,11 +74,10 @@ private:
         std::string narrow;
         if (!SystemText::EncodePath(path, narrow))
             return E_FAIL;
-        HANDLE handle = CreateFileA(narrow.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                    CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-        if (handle == INVALID_HANDLE_VALUE)
+        file_.reset(CreateFileA(narrow.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                                FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (!file_)
             return E_FAIL;
-        handle_ = handle;
         if (!path_.empty())
             return E_FAIL;
         path_ = path;
@@ -105,8 +85,8 @@ private:
     }
 
     String path_;
-    HANDLE handle_;
-    CRITICAL_SECTION lock_;
+    ScopedFileHandle file_;
+    CriticalSection lock_;
 };
 
 // Made on first use and destroyed when the library is unloaded, which closes the file.
@@ -176,7 +156,7 @@ ULONG STDMETHODCALLTYPE LogFile::Release()
 
 HRESULT STDMETHODCALLTYPE LogFile::SetSourceModule(const void *address)
 {
-    try {
+    return ComBoundary([&]() -> HRESULT {
         String name;
         // A null module would make the system name the executable instead.
         if (HINSTANCE module = ModuleBase::GetHInstance(address)) {
@@ -192,23 +172,19 @@ HRESULT STDMETHODCALLTYPE LogFile::SetSourceModule(const void *address)
         }
         tag_ = name;
         return S_OK;
-    } catch (...) {
-        return E_FAIL;
-    }
+    });
 }
 
 HRESULT STDMETHODCALLTYPE LogFile::LogLine(const unsigned short *text)
 {
-    try {
+    return ComBoundary([&]() -> HRESULT {
         std::size_t length = 0;
         if (text)
             while (text[length])
                 ++length;
         WriteLine(text, length);
         return S_OK;
-    } catch (...) {
-        return E_FAIL;
-    }
+    });
 }
 
 HRESULT STDMETHODCALLTYPE LogFile::SetIndent(unsigned long level)
@@ -221,18 +197,16 @@ HRESULT STDMETHODCALLTYPE LogFile::Open(const unsigned short *path)
 {
     if (!path)
         return E_FAIL;
-    try {
+    return ComBoundary([&]() -> HRESULT {
         return sink().Open(String(path));
-    } catch (...) {
-        return E_FAIL;
-    }
+    });
 }
 
 HRESULT STDMETHODCALLTYPE LogFile::GetFileName(BSTR *out)
 {
     if (!out)
         return E_FAIL;
-    try {
+    return ComBoundary([&]() -> HRESULT {
         String path;
         if (!sink().GetPath(path))
             return E_FAIL;
@@ -242,23 +216,19 @@ HRESULT STDMETHODCALLTYPE LogFile::GetFileName(BSTR *out)
             return E_FAIL;
         *out = copy;
         return S_OK;
-    } catch (...) {
-        return E_FAIL;
-    }
+    });
 }
 
 HRESULT STDMETHODCALLTYPE LogFile::Reopen()
 {
-    try {
+    return ComBoundary([&]() -> HRESULT {
         return sink().Reopen();
-    } catch (...) {
-        return E_FAIL;
-    }
+    });
 }
 
 HRESULT STDMETHODCALLTYPE LogFile::LogException(const WinException &e)
 {
-    try {
+    return ComBoundary([&]() -> HRESULT {
         String text = e.GetText();
         text.Remove('\r');
         text.Remove('\n');
@@ -270,9 +240,7 @@ HRESULT STDMETHODCALLTYPE LogFile::LogException(const WinException &e)
         else
             line = String::FromFormat(units(u"EXCEPTION (%s, line %i: %s)"), file.c_str(), e.m_line, text.c_str());
         return LogText(line);
-    } catch (...) {
-        return E_FAIL;
-    }
+    });
 }
 
 HRESULT STDMETHODVCALLTYPE LogFile::LogFormat(const unsigned short *fmt, ...)
@@ -281,31 +249,24 @@ HRESULT STDMETHODVCALLTYPE LogFile::LogFormat(const unsigned short *fmt, ...)
         return E_FAIL;
     va_list args;
     va_start(args, fmt);
-    HRESULT result = E_FAIL;
-    try {
-        result = LogText(String::FromFormatV(fmt, args));
-    } catch (...) {
-        // E_FAIL stands: nothing leaves a slot.
-    }
+    HRESULT result = ComBoundary([&] { return LogText(String::FromFormatV(fmt, args)); });
     va_end(args);
     return result;
 }
 
 HRESULT STDMETHODCALLTYPE LogFile::LogText(const String &text)
 {
-    try {
+    return ComBoundary([&]() -> HRESULT {
         for (const String &part : text.Split(String(units(u"\r\n"))))
             if (!WriteLine(part.data(), part.size()))
                 return E_FAIL;
         return S_OK;
-    } catch (...) {
-        return E_FAIL;
-    }
+    });
 }
 
 HRESULT STDMETHODCALLTYPE LogFile::FormatLine(String &out, const String &text)
 {
-    try {
+    return ComBoundary([&]() -> HRESULT {
         SYSTEMTIME now;
         GetLocalTime(&now);
         unsigned long long length = LineLength(text.size());
@@ -316,9 +277,7 @@ HRESULT STDMETHODCALLTYPE LogFile::FormatLine(String &out, const String &text)
         ComposeLine(&line[0], now, text.data(), text.size());
         out.swap(line);
         return S_OK;
-    } catch (...) {
-        return E_FAIL;
-    }
+    });
 }
 
 unsigned long long LogFile::LineLength(std::size_t length) const
@@ -372,14 +331,9 @@ bool LogFile::WriteLine(const unsigned short *text, std::size_t length)
     ComposeLine(units, now, text, length);
 
     // The conversion of String::SystemMultibyte, into the stack buffer when it fits.
-    const wchar_t *wide = reinterpret_cast<const wchar_t *>(units);
-    int count = static_cast<int>(lineLength);
-    int bytes = WideCharToMultiByte(CP_ACP, 0, wide, count, stackBytes, sizeof stackBytes, nullptr, nullptr);
+    int bytes = SystemText::EncodeInto(CP_ACP, units, static_cast<int>(lineLength), stackBytes, sizeof stackBytes);
     if (bytes > 0)
         return sink().Write(stackBytes, static_cast<DWORD>(bytes));
-    std::string heapBytes(static_cast<std::size_t>(WideCharToMultiByte(CP_ACP, 0, wide, count, nullptr, 0, nullptr, nullptr)), '\0');
-    bytes = heapBytes.empty() ? 0
-                              : WideCharToMultiByte(CP_ACP, 0, wide, count, &heapBytes[0], static_cast<int>(heapBytes.size()),
-                                                    nullptr, nullptr);
-    return sink().Write(heapBytes.data(), static_cast<DWORD>(bytes > 0 ? bytes : 0));
+    std::string heapBytes = SystemText::Encode(CP_ACP, units, static_cast<std::size_t>(lineLength));
+    return sink().Write(heapBytes.data(), static_cast<DWORD>(heapBytes.size()));
 }

@@ -1,5 +1,7 @@
 #include "qvcore/runtime/SysInfo.h"
 
+#include "qvcore/core/ScopedHandle.h"
+#include "qvcore/internal/SystemText.h"
 #include "qvcore/runtime/LogFile.h"
 
 // The diagnostic provider's identifiers are defined here: no import library carries them.
@@ -108,19 +110,6 @@ unsigned long PackDirectXVersion(unsigned long major, unsigned long minor, unsig
 
 namespace {
 
-// Releases a COM interface pointer when it goes out of scope.
-template <class T>
-struct ComPtr {
-    T *p = nullptr;
-    ~ComPtr()
-    {
-        if (p)
-            p->Release();
-    }
-    T **out() { return &p; }
-    T *operator->() const { return p; }
-};
-
 // A VARIANT cleared when it goes out of scope.
 struct Variant : VARIANT {
     Variant() { VariantInit(this); }
@@ -141,18 +130,18 @@ bool queryDxDiag(unsigned long &major, unsigned long &minor, unsigned short &let
 {
     ComPtr<IDxDiagProvider> provider;
     if (FAILED(CoCreateInstance(CLSID_DxDiagProvider, nullptr, CLSCTX_INPROC_SERVER, IID_IDxDiagProvider,
-                                reinterpret_cast<void **>(provider.out()))))
+                                reinterpret_cast<void **>(provider.receive()))))
         return false;
     DXDIAG_INIT_PARAMS params = {};
     params.dwSize = sizeof params;
     params.dwDxDiagHeaderVersion = DXDIAG_DX9_SDK_VERSION;
     params.bAllowWHQLChecks = FALSE;
     ComPtr<IDxDiagContainer> root, system;
-    if (FAILED(provider->Initialize(&params)) || FAILED(provider->GetRootContainer(root.out())) ||
-        FAILED(root->GetChildContainer(L"DxDiag_SystemInfo", system.out())))
+    if (FAILED(provider->Initialize(&params)) || FAILED(provider->GetRootContainer(root.receive())) ||
+        FAILED(root->GetChildContainer(L"DxDiag_SystemInfo", system.receive())))
         return false;
-    if (!readUnsigned(system.p, L"dwDirectXVersionMajor", major) ||
-        !readUnsigned(system.p, L"dwDirectXVersionMinor", minor))
+    if (!readUnsigned(system.get(), L"dwDirectXVersionMajor", major) ||
+        !readUnsigned(system.get(), L"dwDirectXVersionMinor", minor))
         return false;
     Variant text;
     letter = 0;
@@ -165,7 +154,7 @@ bool queryDxDiag(unsigned long &major, unsigned long &minor, unsigned short &let
 void logDirectXVersion(unsigned long major, unsigned long minor, unsigned short letter)
 {
     ComPtr<ILogFile2> log;
-    if (SUCCEEDED(DllGetClassObject(CLSID_QvCore, IID_ILogFile2, reinterpret_cast<void **>(log.out()))) && log.p) {
+    if (SUCCEEDED(DllGetClassObject(CLSID_QvCore, IID_ILogFile2, reinterpret_cast<void **>(log.receive()))) && log.get()) {
         log->SetSourceModule(reinterpret_cast<const void *>(&logDirectXVersion));
         log->LogFormat(reinterpret_cast<const unsigned short *>(L"Detected DirectX Version: %i.%i%c"),
                        static_cast<int>(major), static_cast<int>(minor), static_cast<int>(letter ? letter : L' '));
@@ -190,7 +179,7 @@ unsigned long GetDirectXVersion()
     } else {
         ComPtr<IUnknown> probe;
         HRESULT hr = CoCreateInstance(probeClass, nullptr, CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER, IID_IUnknown,
-                                      reinterpret_cast<void **>(probe.out()));
+                                      reinterpret_cast<void **>(probe.receive()));
         result = hr == REGDB_E_CLASSNOTREG ? major : 0x00090000;
     }
     if (SUCCEEDED(init))
@@ -201,14 +190,10 @@ unsigned long GetDirectXVersion()
 String GetEnvironmentVariableA(const String &name)
 {
     std::string narrowName = name.SystemMultibyte();
-    DWORD size = ::GetEnvironmentVariableA(narrowName.c_str(), nullptr, 0);
-    if (size == 0)
-        return String();
-    std::string value(size, '\0');
-    // A value that changed size between the two calls is not trusted.
-    if (::GetEnvironmentVariableA(narrowName.c_str(), &value[0], size) != size - 1)
-        return String();
-    return String::FromSystemMultibyte(value.data(), static_cast<int>(size - 1));
+    // Unset, empty and failing all answer 0: an empty String.
+    return SystemText::QueryString(
+        [&](char *buffer, DWORD size) { return ::GetEnvironmentVariableA(narrowName.c_str(), buffer, size); },
+        SystemText::SizeConvention::NeededOnShortage);
 }
 
 namespace {

@@ -11,7 +11,7 @@
 
 // --- Thread ------------------------------------------------------------------------------
 
-Thread::Thread() : handle_(nullptr) {}
+Thread::Thread() {}
 
 Thread::~Thread() {}
 
@@ -33,9 +33,9 @@ bool Thread::start(Priority priority)
     uintptr_t created = _beginthreadex(nullptr, 0, threadMain, this, CREATE_SUSPENDED, nullptr);
     if (created == 0)
         return false;
-    handle_ = reinterpret_cast<HANDLE>(created);
+    handle_.reset(reinterpret_cast<HANDLE>(created));
     setPriority(priority);
-    ResumeThread(handle_);
+    ResumeThread(handle_.get());
     return true;
 }
 
@@ -43,11 +43,9 @@ bool Thread::waitForEnd(unsigned long timeoutMs) const
 {
     // The first wait that does not time out releases the handle, whether the thread ended or
     // the wait failed: a handle that cannot be waited on is of no further use.
-    if (handle_ && WaitForSingleObject(handle_, timeoutMs) != WAIT_TIMEOUT) {
-        CloseHandle(handle_);
-        handle_ = nullptr;
-    }
-    return handle_ == nullptr;
+    if (handle_ && WaitForSingleObject(handle_.get(), timeoutMs) != WAIT_TIMEOUT)
+        handle_.reset();
+    return !handle_;
 }
 
 bool Thread::isRunning() const
@@ -58,7 +56,7 @@ bool Thread::isRunning() const
 void Thread::setPriority(Priority priority)
 {
     if (handle_)
-        SetThreadPriority(handle_, priority);
+        SetThreadPriority(handle_.get(), priority);
 }
 
 // --- COMThread ---------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 
 #include "qvcore/Platform.h"
 #include "qvcore/core/NotCopyable.h"
+#include "qvcore/core/ScopedHandle.h"
 
 /// A thread of the library's own: start it, wait for it, change its priority. The thread's
 /// body is run() of the implementing class.
@@ -37,8 +38,8 @@ protected:
 /// init(false) on the new thread.
 ///
 /// The handle of a run stays attached until a wait sees the thread end (waitForEnd, isRunning,
-/// or the next start); the destructor neither waits for nor closes it, so the owner waits
-/// before destroying the object.
+/// or the next start). The destructor does not wait: it only closes a handle still attached
+/// (the thread runs on), so the owner waits before destroying the object its thread uses.
 class QVCORE_API Thread : public NotCopyable, public virtual IQvThread {
 public:
     Thread();
@@ -60,7 +61,7 @@ protected:
 private:
     static unsigned __stdcall threadMain(void *self);
 
-    mutable HANDLE handle_;
+    mutable ScopedKernelHandle handle_;
 };
 
 /// A Thread whose body runs in a single-threaded COM apartment.
