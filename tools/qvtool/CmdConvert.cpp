@@ -1,4 +1,5 @@
 #include "Command.h"
+#include "StdStreams.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -42,30 +43,25 @@ std::string encode(unsigned int codePage, const String &text)
     return text.Multibyte(codePage);
 }
 
-// Standard input or output as raw bytes: the C runtime's text mode would change line ends.
-bool readAll(HANDLE handle, std::string &content)
+// Everything a stream delivers, as raw bytes (standard input too: the C runtime's text mode
+// would change line ends).
+std::string readAll(InputStream &in)
 {
+    std::string content;
     char buffer[65536];
-    for (;;) {
-        DWORD got = 0;
-        if (!ReadFile(handle, buffer, sizeof buffer, &got, nullptr))
-            return GetLastError() == ERROR_BROKEN_PIPE;  // the writer closed the pipe: the end
-        if (got == 0)
-            return true;
-        content.append(buffer, got);
-    }
+    while (int got = readPiece(in, buffer, sizeof buffer))
+        content.append(buffer, static_cast<std::size_t>(got));
+    return content;
 }
 
-bool writeAll(HANDLE handle, const std::string &content)
+void writeAll(OutputStream &out, const std::string &content)
 {
-    std::size_t at = 0;
-    while (at < content.size()) {
-        DWORD piece = static_cast<DWORD>(std::min<std::size_t>(content.size() - at, 1 << 20)), written = 0;
-        if (!WriteFile(handle, content.data() + at, piece, &written, nullptr) || written == 0)
-            return false;
-        at += written;
+    for (std::size_t at = 0; at < content.size();) {
+        int piece = static_cast<int>(std::min<std::size_t>(content.size() - at, 1 << 20));
+        out.Write(content.data() + at, piece);
+        at += static_cast<std::size_t>(piece);
     }
-    return true;
+    out.Flush();
 }
 
 int runConvert(const Args &args)
@@ -93,14 +89,12 @@ int runConvert(const Args &args)
     if (names.size() > 2)
         return fail("convert takes at most an input and an output file");
 
-    std::string input, error;
     std::string in = names.empty() ? "-" : names[0];
-    if (in == "-") {
-        if (!readAll(GetStdHandle(STD_INPUT_HANDLE), input))
-            return fail("cannot read standard input");
-    } else if (!loadInput(in, input, error)) {
-        return fail(error);
-    }
+    unsigned long long size = 0;
+    std::string input = aboutFile("cannot read", in == "-" ? "(standard input)" : in, [&] {
+        std::unique_ptr<InputStream> source = openInput(in, size);
+        return readAll(*source);
+    });
     if (from == kUtf16le && input.size() % 2)
         return fail(displayName(in) + ": odd byte count for utf-16le");
     if (input.size() > 0x7FFFFFFF)
@@ -116,17 +110,10 @@ int runConvert(const Args &args)
                      lossless ? "lossless" : "lossy: some characters replaced");
     }
 
-    if (names.size() < 2 || names[1] == "-") {
-        if (!writeAll(GetStdHandle(STD_OUTPUT_HANDLE), output))
-            return fail("cannot write standard output");
-        return 0;
-    }
-    HANDLE file = CreateFileA(names[1].c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return fail(names[1] + ": cannot create (system error " + std::to_string(GetLastError()) + ")");
-    bool written = writeAll(file, output);
-    CloseHandle(file);
-    return written ? 0 : fail(names[1] + ": write failed");
+    std::string out = names.size() < 2 ? "-" : names[1];
+    std::unique_ptr<OutputStream> target = openOutput(out);
+    aboutFile("cannot write", out == "-" ? "(standard output)" : out, [&] { writeAll(*target, output); });
+    return 0;
 }
 
 const CommandRegistration registration({

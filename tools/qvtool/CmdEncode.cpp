@@ -127,7 +127,7 @@ public:
                 done += got;
             }
         } catch (const Exception &e) {
-            if (e.code == 5 && done > 0)
+            if (e.code == StreamBase::EndOfData && done > 0)
                 cut_ = true;
             throw;
         }
@@ -196,8 +196,8 @@ int runChain(const char *command, const Args &args, Body body)
     std::string failedName = a.in;
     try {
         body(a, failedName);
-    } catch (const StreamBase::Exception &e) {
-        return fail(std::string(command) + ": " + failedName + ": " + describe(e));
+    } catch (const StreamBase::Exception &) {
+        return fail(std::string(command) + ": " + failedName + ": " + describeCurrentException());
     }
     return 0;
 }
@@ -273,11 +273,11 @@ int runDecode(const Args &args)
                     cut = cut || watch->Cut();
                 // No input at all is the encoding of no data (an unused compressor writes
                 // nothing either).
-                bool empty = e.code == 5 && watches.front()->Empty();
-                if (empty || (decompressor ? decompressor->AtEnd() : e.code == 5 && !cut))
+                bool empty = e.code == StreamBase::EndOfData && watches.front()->Empty();
+                if (empty || (decompressor ? decompressor->AtEnd() : e.code == StreamBase::EndOfData && !cut))
                     break;
-                if (e.code == 5)
-                    throw StreamBase::Exception{5, L"the data ends too early"};
+                if (e.code == StreamBase::EndOfData)
+                    StreamBase::ThrowEndOfData(String(L"the data ends too early"));
                 throw;
             }
             failedName = a.out;

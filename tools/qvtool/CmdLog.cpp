@@ -1,5 +1,6 @@
 #include "Command.h"
 
+#include "qvcore/core/ScopedHandle.h"
 #include "qvcore/runtime/LogFile.h"
 
 #include <cstdio>
@@ -13,12 +14,8 @@ namespace {
 
 typedef HRESULT(__stdcall *GetClassObjectFunction)(REFCLSID, REFIID, void **);
 
-struct LogRelease {
-    void operator()(ILogFile2 *log) const { log->Release(); }
-};
-
 // A log object from qvcore.dll's COM entry point, looked up by name as any COM client does.
-std::unique_ptr<ILogFile2, LogRelease> createLog()
+ComPtr<ILogFile2> createLog()
 {
     HMODULE library = GetModuleHandleA("qvcore.dll");
     auto getClassObject = reinterpret_cast<GetClassObjectFunction>(
@@ -26,7 +23,7 @@ std::unique_ptr<ILogFile2, LogRelease> createLog()
     void *object = nullptr;
     if (!getClassObject || getClassObject(CLSID_QvCore, IID_ILogFile2, &object) != S_OK || !object)
         throw std::runtime_error("qvcore.dll handed out no log object");
-    return std::unique_ptr<ILogFile2, LogRelease>(static_cast<ILogFile2 *>(object));
+    return ComPtr<ILogFile2>(static_cast<ILogFile2 *>(object));
 }
 
 // The log tags lines with the name of a module: for a tag of the user's choice, qvtool's own
@@ -36,25 +33,24 @@ class TagModule {
 public:
     explicit TagModule(const std::string &tag)
     {
-        char temp[MAX_PATH], self[MAX_PATH];
-        DWORD tempLength = GetTempPathA(MAX_PATH, temp);
+        char self[MAX_PATH];
+        std::string temp = File::GetTempDirectory().SystemMultibyte();
         DWORD selfLength = GetModuleFileNameA(nullptr, self, MAX_PATH);
-        if (tempLength == 0 || tempLength >= MAX_PATH || selfLength == 0 || selfLength >= MAX_PATH)
+        if (temp.empty() || selfLength == 0 || selfLength >= MAX_PATH)
             throw std::runtime_error("no temporary folder for the tag");
-        folder_ = std::string(temp) + "qvtool-tag-" + std::to_string(GetCurrentProcessId());
+        folder_ = temp + "qvtool-tag-" + std::to_string(GetCurrentProcessId());
         path_ = folder_ + "\\" + tag + ".exe";
         if (!CreateDirectoryA(folder_.c_str(), nullptr))
             throw std::runtime_error("cannot create " + folder_);
         if (!CopyFileA(self, path_.c_str(), TRUE))
             throw std::runtime_error("'" + tag + "' cannot be used as a tag (it must be a valid file name)");
-        module_ = LoadLibraryExA(path_.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES);
+        module_.reset(LoadLibraryExA(path_.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES));
         if (!module_)
             throw std::runtime_error("cannot map " + path_ + " for the tag");
     }
     ~TagModule()
     {
-        if (module_)
-            FreeLibrary(module_);
+        module_.reset();
         if (!path_.empty())
             DeleteFileA(path_.c_str());
         if (!folder_.empty())
@@ -63,11 +59,11 @@ public:
     TagModule(const TagModule &) = delete;
     TagModule &operator=(const TagModule &) = delete;
 
-    const void *address() const { return module_; }
+    const void *address() const { return module_.get(); }
 
 private:
     std::string folder_, path_;
-    HMODULE module_ = nullptr;
+    ScopedLibrary module_;
 };
 
 String fromAnsi(const std::string &text)

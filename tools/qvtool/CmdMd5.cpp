@@ -36,9 +36,12 @@ int runMd5(const Args &args)
             for (char &c : hex)
                 c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
             std::printf("%s  %s\n", hex.c_str(), name.c_str());
-        } catch (const StreamBase::Exception &e) {
+        } catch (const Failure &e) {
             std::fflush(stdout);
-            status = fail("md5: " + name + ": " + describe(e));
+            status = fail(std::string("md5: ") + e.what());
+        } catch (...) {
+            std::fflush(stdout);
+            status = fail("md5: " + name + ": " + describeCurrentException());
         }
     }
     return status;

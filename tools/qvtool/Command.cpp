@@ -23,25 +23,29 @@ std::string sampleBytes()
     return bytes ? std::string(bytes, SizeofResource(nullptr, found)) : std::string();
 }
 
-// Reads a whole file through the system; false with a message on failure.
+// Reads a whole file through the library's file stream; false with a message on failure.
 bool readFile(const std::string &path, std::string &content, std::string &error)
 {
-    HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        error = path + ": cannot open (system error " + std::to_string(GetLastError()) + ")";
+    try {
+        content.clear();
+        FileInputStream in(String::FromSystemMultibyte(path));
+        char buffer[65536];
+        for (;;) {
+            int got = 0;
+            try {
+                got = in.ReadSome(buffer, sizeof buffer);
+            } catch (const StreamBase::Exception &e) {
+                if (e.code != StreamBase::EndOfData)
+                    throw;
+            }
+            if (got == 0)
+                return true;
+            content.append(buffer, static_cast<std::size_t>(got));
+        }
+    } catch (...) {
+        error = "cannot read '" + path + "': " + describeCurrentException();
         return false;
     }
-    content.clear();
-    char buffer[65536];
-    DWORD got = 0;
-    bool ok = true;
-    while ((ok = ReadFile(file, buffer, sizeof buffer, &got, nullptr) != 0) && got > 0)
-        content.append(buffer, got);
-    if (!ok)
-        error = path + ": read failed (system error " + std::to_string(GetLastError()) + ")";
-    CloseHandle(file);
-    return ok;
 }
 
 }  // namespace
@@ -63,6 +67,44 @@ int fail(const std::string &message)
 {
     std::fprintf(stderr, "qvtool: %s\n", message.c_str());
     return 1;
+}
+
+namespace {
+
+// Library texts end in a line break where they come from the system.
+std::string oneLine(const String &text)
+{
+    std::string line = text.SystemMultibyte();
+    while (!line.empty() && (line.back() == '\r' || line.back() == '\n' || line.back() == ' '))
+        line.pop_back();
+    return line;
+}
+
+}  // namespace
+
+std::string describeCurrentException()
+{
+    try {
+        throw;
+    } catch (const Failure &e) {
+        return e.what();
+    } catch (const File::Exception &e) {
+        std::string text = oneLine(e.message);
+        return text.empty() ? "system error " + std::to_string(e.code) : text;
+    } catch (const StreamBase::Exception &e) {
+        std::string text = oneLine(e.message);
+        return text.empty() ? "stream error " + std::to_string(e.code) : text;
+    } catch (const IPrivateProfile::PPException &e) {
+        return oneLine(e.message);
+    } catch (const SEHException &e) {
+        return oneLine(e.GetMsg());
+    } catch (const WinException &e) {
+        return oneLine(e.GetText());
+    } catch (const std::exception &e) {
+        return e.what();
+    } catch (...) {
+        return "an unknown failure";
+    }
 }
 
 bool loadInput(const std::string &name, std::string &content, std::string &error)

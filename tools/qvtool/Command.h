@@ -6,6 +6,7 @@
 
 #include "qvcore/QvCore.h"
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,29 @@ struct CommandRegistration {
 
 /// Prints "qvtool: message" on the error stream and returns 1.
 int fail(const std::string &message);
+
+/// A failure that a command reports in its own words, naming the file concerned
+/// ("cannot open 'x.txt': <the system's text>"); main prints it after the command's name.
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// The exception being handled, of any family the library throws, as one line of text: the
+/// system's text for system errors, the library's text for its own failures.
+std::string describeCurrentException();
+
+/// Runs action; a library exception it throws becomes a Failure "<what> '<name>': <text>".
+template <class Action>
+auto aboutFile(const char *what, const std::string &name, Action action) -> decltype(action())
+{
+    try {
+        return action();
+    } catch (const Failure &) {
+        throw;
+    } catch (...) {
+        throw Failure(std::string(what) + " '" + name + "': " + describeCurrentException());
+    }
+}
 
 /// The named file's bytes, or the sample text built into qvtool when name is empty.
 /// False with a message in error on failure.

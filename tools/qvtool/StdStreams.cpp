@@ -1,15 +1,12 @@
 #include "StdStreams.h"
 
+#include "Command.h"
+
 #include <cstdio>
 
 namespace qvtool {
 
 namespace {
-
-[[noreturn]] void throwLastError()
-{
-    throw StreamBase::Exception{1, String::FromError(GetLastError())};
-}
 
 // One ReadFile; 0 at the end of a file or a pipe.
 int readHandle(HANDLE handle, char *buffer, int count)
@@ -18,7 +15,7 @@ int readHandle(HANDLE handle, char *buffer, int count)
     if (!ReadFile(handle, buffer, static_cast<DWORD>(count), &got, nullptr)) {
         if (GetLastError() == ERROR_BROKEN_PIPE)
             return 0;
-        throwLastError();
+        StreamBase::ThrowLastError();
     }
     return static_cast<int>(got);
 }
@@ -40,7 +37,7 @@ int HandleInputStream::ReadSome(char *buffer, int count)
         return 0;
     int got = readHandle(handle_, buffer, count);
     if (got == 0)
-        throw Exception{5, L"Read beyond end of file"};
+        ThrowEndOfData(String(L"Read beyond end of file"));
     return got;
 }
 
@@ -49,7 +46,7 @@ void HandleOutputStream::Write(const char *data, int count)
     while (count > 0) {
         DWORD written = 0;
         if (!WriteFile(handle_, data, static_cast<DWORD>(count), &written, nullptr) || written == 0)
-            throwLastError();
+            StreamBase::ThrowLastError();
         data += written;
         count -= static_cast<int>(written);
     }
@@ -60,7 +57,7 @@ std::unique_ptr<InputStream> openInput(const std::string &name, unsigned long lo
     size = 0;
     if (name.empty() || name == "-")
         return std::unique_ptr<InputStream>(new HandleInputStream(GetStdHandle(STD_INPUT_HANDLE)));
-    auto *file = new FileInputStream(String::FromSystemMultibyte(name));
+    auto *file = aboutFile("cannot open", name, [&] { return new FileInputStream(String::FromSystemMultibyte(name)); });
     LARGE_INTEGER length;
     if (GetFileSizeEx(file->GetHandle(), &length))
         size = static_cast<unsigned long long>(length.QuadPart);
@@ -71,7 +68,8 @@ std::unique_ptr<OutputStream> openOutput(const std::string &name)
 {
     if (name.empty() || name == "-")
         return std::unique_ptr<OutputStream>(new HandleOutputStream(GetStdHandle(STD_OUTPUT_HANDLE)));
-    return std::unique_ptr<OutputStream>(new FileOutputStream(String::FromSystemMultibyte(name), false));
+    return std::unique_ptr<OutputStream>(
+        aboutFile("cannot create", name, [&] { return new FileOutputStream(String::FromSystemMultibyte(name), false); }));
 }
 
 int readPiece(InputStream &stream, char *buffer, int count)
@@ -79,7 +77,7 @@ int readPiece(InputStream &stream, char *buffer, int count)
     try {
         return stream.ReadSome(buffer, count);
     } catch (const StreamBase::Exception &e) {
-        if (e.code == 5)
+        if (e.code == StreamBase::EndOfData)
             return 0;
         throw;
     }
@@ -111,14 +109,5 @@ void Progress::Add(unsigned long long bytes)
     std::fflush(stderr);
 }
 
-std::string describe(const StreamBase::Exception &e)
-{
-    std::string text = String(e.message).SystemMultibyte();
-    while (!text.empty() && (text.back() == '\r' || text.back() == '\n'))
-        text.pop_back();
-    if (text.empty())
-        text = "stream error " + std::to_string(e.code);
-    return text;
-}
 
 }  // namespace qvtool

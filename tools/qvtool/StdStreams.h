@@ -33,9 +33,10 @@ private:
 };
 
 /// The named file ("-" or empty: standard input) as a stream; size is its length when known
-/// (0 otherwise).
+/// (0 otherwise). A file that cannot be opened throws Failure naming it.
 std::unique_ptr<InputStream> openInput(const std::string &name, unsigned long long &size);
-/// The named file, created or truncated ("-" or empty: standard output).
+/// The named file, created or truncated ("-" or empty: standard output). A file that cannot be
+/// created throws Failure naming it.
 std::unique_ptr<OutputStream> openOutput(const std::string &name);
 
 /// Up to count bytes from stream (ReadSome); 0 at the end of its data (code 5).
@@ -55,9 +56,6 @@ private:
     int shown_;
     bool active_;
 };
-
-/// A library stream exception as text: its message, or its code when the message is empty.
-std::string describe(const StreamBase::Exception &e);
 
 }  // namespace qvtool
 

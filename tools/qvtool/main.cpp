@@ -64,10 +64,12 @@ int main(int argc, char **argv)
     Args args(argv + 2, argv + argc);
     for (const Command &command : commands()) {
         if (name == command.name) {
+            // The one error boundary of the tool: whatever a command lets escape, of any
+            // family the library throws, is reported in one voice with exit code 1.
             try {
                 return command.run(args);
-            } catch (const std::exception &e) {
-                return fail(std::string(command.name) + ": " + e.what());
+            } catch (...) {
+                return fail(std::string(command.name) + ": " + describeCurrentException());
             }
         }
     }
