@@ -46,12 +46,24 @@ Probe probe(const String &path)
     return GetLastError() == ERROR_FILE_NOT_FOUND ? Probe::Absent : Probe::Unsearchable;
 }
 
-// A path query of the system: GetFullPathName, GetShortPathName and GetLongPathName all
-// report a buffer that is too small by the size they need. Empty when the system fails.
+// A path query of the system: GetFullPathName, GetShortPathName, GetLongPathName and
+// GetTempPath all report a buffer that is too small by the size they need. Empty when the
+// system fails.
 template <class Query>
 String queryPath(Query query)
 {
     return SystemText::QueryString(query, SystemText::SizeConvention::NeededOnShortage);
+}
+
+// query(narrowPath, buffer, size) asked about path, converted exactly; empty when the path has
+// no exact narrow form or the system fails.
+template <class Query>
+String queryPathOf(const String &path, Query query)
+{
+    std::string narrow;
+    if (!SystemText::EncodePath(path, narrow))
+        return String();
+    return queryPath([&](char *buffer, DWORD size) { return query(narrow.c_str(), buffer, size); });
 }
 
 unsigned long long sumTree(const String &dir)
@@ -106,21 +118,15 @@ String File::GetFullPath(const String &path)
 {
     if (path.empty())
         return String();
-    std::string narrow;
-    if (!SystemText::EncodePath(path, narrow))
-        return String();
-    return queryPath([&](char *buffer, DWORD size) {
-        return GetFullPathNameA(narrow.c_str(), size, buffer, nullptr);
+    return queryPathOf(path, [](const char *narrow, char *buffer, DWORD size) {
+        return GetFullPathNameA(narrow, size, buffer, nullptr);
     });
 }
 
 String File::GetShortPath(const String &path)
 {
-    std::string narrow;
-    if (!SystemText::EncodePath(path, narrow))
-        return String();
-    return queryPath([&](char *buffer, DWORD size) {
-        return GetShortPathNameA(narrow.c_str(), buffer, size);
+    return queryPathOf(path, [](const char *narrow, char *buffer, DWORD size) {
+        return GetShortPathNameA(narrow, buffer, size);
     });
 }
 
@@ -134,11 +140,8 @@ String File::GetCanonicalPath(const String &path)
     String shortPath = GetShortPath(lowered);
     if (shortPath.empty())
         return String();
-    std::string narrow;
-    if (!SystemText::EncodePath(shortPath, narrow))
-        return String();
-    return queryPath([&](char *buffer, DWORD size) {
-        return GetLongPathNameA(narrow.c_str(), buffer, size);
+    return queryPathOf(shortPath, [](const char *narrow, char *buffer, DWORD size) {
+        return GetLongPathNameA(narrow, buffer, size);
     });
 }
 
