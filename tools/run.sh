@@ -41,6 +41,11 @@ head -3 sample.b64
 qvtool decode --filters compress,crc,base64 sample.b64 sample.back
 qvtool md5 ../../tools/qvtool/sample/sample.txt sample.back
 qvtool now
+# Settings: the sample settings file read, changed and listed through the library's profile.
+cp "$root/tools/qvtool/sample/settings.ini" settings.ini
+qvtool ini settings.ini get Window Pos --type point
+qvtool ini settings.ini set Window Size 640,480 --type point
+qvtool ini settings.ini list Window
 # The sample (UTF-8) through String's code-page conversions; the sizes go to the error stream.
 convertSample() {
     echo "\$ qvtool convert $* < sample.txt > /dev/null"

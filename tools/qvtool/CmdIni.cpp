@@ -1,0 +1,259 @@
+#include "Command.h"
+
+#include <cstdio>
+#include <memory>
+
+namespace qvtool {
+namespace {
+
+const char kUsage[] = "qvtool ini FILE get SECTION KEY | set SECTION KEY VALUE | list [SECTION] | "
+                      "delete SECTION [KEY]  [--type int|bool|double|point|rect] [--signature TEXT]";
+
+// The system hands out section names in a buffer of this many bytes; when they do not fit, the
+// profile reads no section at all.
+const DWORD kSectionBuffer = 32767;
+
+struct Releaser {
+    void operator()(IPrivateProfile *profile) const { profile->Release(); }
+};
+using Profile = std::unique_ptr<IPrivateProfile, Releaser>;
+
+enum class Type { Text, Int, Bool, Double, Point, Rect };
+
+bool parseType(const std::string &name, Type &type)
+{
+    const struct { const char *name; Type type; } types[] = {
+        {"text", Type::Text}, {"int", Type::Int},     {"bool", Type::Bool},
+        {"double", Type::Double}, {"point", Type::Point}, {"rect", Type::Rect}};
+    for (const auto &t : types) {
+        if (name == t.name) {
+            type = t.type;
+            return true;
+        }
+    }
+    return false;
+}
+
+// "a,b" or "a,b,c,d" as integers; false unless every part is one.
+bool parseInts(const std::string &text, int *values, int count)
+{
+    std::list<String> parts = String::FromSystemMultibyte(text).Split(String(L","), /*keepEmpty=*/true);
+    if (static_cast<int>(parts.size()) != count)
+        return false;
+    int i = 0;
+    for (const String &part : parts) {
+        if (!part.Trim(true, true).ParseNum(values[i++]))
+            return false;
+    }
+    return true;
+}
+
+// True when the file holds more section names than the system hands out: the profile then
+// reads none, and writing it back would lose every section.
+bool tooManySections(const std::string &file)
+{
+    std::unique_ptr<char[]> names(new char[kSectionBuffer]);
+    return GetPrivateProfileSectionNamesA(names.get(), kSectionBuffer, file.c_str()) == kSectionBuffer - 2;
+}
+
+// Saves into a temporary file beside the target and puts it in place only when that worked:
+// a failure leaves the old file as it was.
+void saveInPlace(IPrivateProfile &profile, const std::string &file)
+{
+    std::string temp = file + ".qvtool-new";
+    try {
+        profile.Save(String::FromSystemMultibyte(temp));
+    } catch (...) {
+        DeleteFileA(temp.c_str());
+        throw;
+    }
+    if (!MoveFileExA(temp.c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING)) {
+        DWORD code = GetLastError();
+        DeleteFileA(temp.c_str());
+        throw Failure("cannot replace '" + file + "': " + String::FromError(code).SystemMultibyte());
+    }
+    profile.SetFileName(String::FromSystemMultibyte(file));
+}
+
+int printValue(IPrivateProfile &profile, const String &section, const String &key, Type type)
+{
+    String text;
+    bool found = false;
+    if (type == Type::Point) {
+        Point p;
+        if ((found = profile.GetValue(section, key, p)))
+            text = String::FromNum(static_cast<int>(p.x)) + String(L",") + String::FromNum(static_cast<int>(p.y));
+    } else if (type == Type::Rect) {
+        Rect r;
+        if ((found = profile.GetValue(section, key, r)))
+            text = String::FromFormat(reinterpret_cast<const unsigned short *>(L"%d,%d,%d,%d"), r.left, r.top, r.right,
+                                      r.bottom);
+    } else if (type == Type::Int) {
+        long long value = 0;
+        if ((found = profile.GetValue(section, key, value)))
+            text = String::FromNum(static_cast<__int64>(value));
+    } else if (type == Type::Bool) {
+        bool value = false;
+        if ((found = profile.GetValue(section, key, value)))
+            text = String(value ? L"true" : L"false");
+    } else if (type == Type::Double) {
+        double value = 0;
+        if ((found = profile.GetValue(section, key, value)))
+            text = String::FromFormat(reinterpret_cast<const unsigned short *>(L"%g"), value);
+    } else {
+        found = profile.GetValue(section, key, text);
+    }
+    if (!found)
+        return fail("ini: '" + profile.GetFileName().SystemMultibyte() + "' has no " + key.SystemMultibyte() +
+                    " in [" + section.SystemMultibyte() + "]");
+    std::printf("%s\n", text.SystemMultibyte().c_str());
+    return 0;
+}
+
+// False (with the message printed) when value does not read as the type.
+bool setValue(IPrivateProfile &profile, const String &section, const String &key, const std::string &value, Type type)
+{
+    String text = String::FromSystemMultibyte(value);
+    int numbers[4];
+    switch (type) {
+    case Type::Text:
+        profile.SetValue(section, key, text);
+        return true;
+    case Type::Int: {
+        long long number = 0;
+        if (!text.ParseNum(number))
+            return fail("ini: '" + value + "' is not an integer"), false;
+        profile.SetValue(section, key, number);
+        return true;
+    }
+    case Type::Bool: {
+        String word = text.LowerCase();
+        bool truth = word == String(L"1") || word == String(L"true") || word == String(L"yes");
+        if (!truth && word != String(L"0") && word != String(L"false") && word != String(L"no"))
+            return fail("ini: '" + value + "' is not a boolean (1/0, true/false, yes/no)"), false;
+        profile.SetValue(section, key, truth);
+        return true;
+    }
+    case Type::Double: {
+        double number = 0;
+        if (!text.ParseNum(number))
+            return fail("ini: '" + value + "' is not a number"), false;
+        profile.SetValue(section, key, number);
+        return true;
+    }
+    case Type::Point:
+        if (!parseInts(value, numbers, 2))
+            return fail("ini: '" + value + "' is not a point X,Y"), false;
+        profile.SetValue(section, key, Point(numbers[0], numbers[1]));
+        return true;
+    case Type::Rect:
+        if (!parseInts(value, numbers, 4))
+            return fail("ini: '" + value + "' is not a rectangle LEFT,TOP,RIGHT,BOTTOM"), false;
+        profile.SetValue(section, key, Rect(numbers[0], numbers[1], numbers[2], numbers[3]));
+        return true;
+    }
+    return false;
+}
+
+void list(IPrivateProfile &profile, const std::vector<String> &sections)
+{
+    for (const String &section : sections) {
+        if (sections.size() > 1)
+            std::printf("[%s]\n", section.SystemMultibyte().c_str());
+        std::vector<String> keys;
+        profile.GetKeyNames(section, keys);
+        for (const String &key : keys) {
+            String value;
+            profile.GetValue(section, key, value);
+            std::printf("%s=%s\n", key.SystemMultibyte().c_str(), value.SystemMultibyte().c_str());
+        }
+    }
+}
+
+int usage(const std::string &problem)
+{
+    std::fprintf(stderr, "qvtool: ini: %s\nusage: %s\n", problem.c_str(), kUsage);
+    return 2;
+}
+
+int runIni(const Args &args)
+{
+    Type type = Type::Text;
+    std::string signature;
+    Args words;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == "--type" || args[i] == "--signature") {
+            if (i + 1 == args.size())
+                return usage(args[i] + " needs a value");
+            if (args[i] == "--signature")
+                signature = args[++i];
+            else if (!parseType(args[++i], type))
+                return usage("unknown type '" + args[i] + "'");
+        } else if (args[i] == "--") {
+            words.insert(words.end(), args.begin() + static_cast<long>(i) + 1, args.end());
+            break;
+        } else if (args[i].size() > 1 && args[i][0] == '-') {
+            return usage("unknown option '" + args[i] + "'");
+        } else {
+            words.push_back(args[i]);
+        }
+    }
+    if (words.size() < 2)
+        return usage("needs a FILE and an action");
+    const std::string &file = words[0], &action = words[1];
+    const std::size_t operands = words.size() - 2;
+    if ((action == "get" && operands != 2) || (action == "set" && operands != 3) ||
+        (action == "list" && operands > 1) || (action == "delete" && (operands < 1 || operands > 2)))
+        return usage("wrong number of words for '" + action + "'");
+    if (action != "get" && action != "set" && action != "list" && action != "delete")
+        return usage("unknown action '" + action + "'");
+
+    Profile profile(CreatePrivateProfile());
+    profile->SetSignature(signature);
+    bool exists = File::FileExists(String::FromSystemMultibyte(file));
+    if (exists || action != "set") {
+        aboutFile("cannot read", file, [&] { profile->Load(String::FromSystemMultibyte(file)); });
+        if (tooManySections(file)) {
+            std::fprintf(stderr, "qvtool: ini: warning: '%s' has more section names than the system hands out "
+                                 "(32,767 bytes): no section was read\n", file.c_str());
+            if (action == "set" || action == "delete")
+                return fail("ini: '" + file + "' left unchanged: writing it back would lose its sections");
+        }
+    }
+    String section = operands > 0 ? String::FromSystemMultibyte(words[2]) : String();
+    if (action == "get")
+        return printValue(*profile, section, String::FromSystemMultibyte(words[3]), type);
+    if (action == "list") {
+        std::vector<String> sections;
+        if (operands == 0)
+            profile->GetSectionNames(sections);
+        else if (profile->GetKeyNames(section, sections))
+            sections.assign(1, section);
+        else
+            return fail("ini: '" + file + "' has no section [" + words[2] + "]");
+        list(*profile, sections);
+        return 0;
+    }
+    if (action == "set") {
+        if (!setValue(*profile, section, String::FromSystemMultibyte(words[3]), words[4], type))
+            return 1;
+    } else if (operands == 2) {
+        profile->DeleteKey(section, String::FromSystemMultibyte(words[3]));
+    } else {
+        profile->DeleteSection(section);
+    }
+    saveInPlace(*profile, file);
+    return 0;
+}
+
+const CommandRegistration registration({
+    "ini", "qvtool ini FILE get|set|list|delete ...",
+    "read and change a settings file: get SECTION KEY, set SECTION KEY VALUE (creates FILE), list "
+    "[SECTION], delete SECTION [KEY]; --type int|bool|double|point|rect reads and writes typed values "
+    "(a point is X,Y and a rectangle LEFT,TOP,RIGHT,BOTTOM, stored as KEYX/KEYY and KEYLeft/...), "
+    "--signature TEXT the bytes the file must begin with. set and delete write the whole file "
+    "again: its comments and blank lines are not kept",
+    runIni});
+
+}  // namespace
+}  // namespace qvtool
