@@ -4,8 +4,10 @@ exit code, standard output and error stream each must give, run under Wine.
 
 Usage: qvtool_test.py WINE_RUN BUILD_DIR QVTOOL.exe
 Each row runs in a fresh folder holding the sample files; "{dir}" in an argument is that
-folder as Wine names it. Expected texts are fragments that must appear; system texts come
-from the system itself, never from a copy of Windows' English.
+folder as Wine names it. Expected texts are fragments that must appear ("!" first: must not);
+"{missing}" stands for the system's own text for a missing file, asked of the system in the
+same run, never a copy of Windows' English. A row whose stdout goes to "full" writes into
+/dev/full, a device that refuses every byte.
 """
 import os
 import shutil
@@ -15,94 +17,204 @@ import tempfile
 
 wine_run, build, qvtool = sys.argv[1:4]
 here = os.path.dirname(os.path.abspath(__file__))
-sample_ini = os.path.join(here, "..", "..", "tools", "qvtool", "sample", "settings.ini")
+samples = os.path.join(here, "..", "..", "tools", "qvtool", "sample")
 
 
 def windows(path):
     return "Z:" + path.replace("/", "\\")
 
 
-def run(args, stdin=b""):
-    done = subprocess.run([wine_run, build, qvtool] + args, input=stdin, capture_output=True, timeout=120)
-    return done.returncode, done.stdout.decode("cp1252", "replace"), done.stderr.decode("cp1252", "replace")
+def run(args, stdin=b"", full=False):
+    out = open("/dev/full", "wb") if full else subprocess.PIPE
+    try:
+        done = subprocess.run([wine_run, build, qvtool] + args, input=stdin, stdout=out, stderr=subprocess.PIPE,
+                              timeout=120)
+    finally:
+        if full:
+            out.close()
+    stdout = b"" if full else done.stdout
+    return done.returncode, stdout, done.stderr.decode("cp1252", "replace")
 
 
-# The system's own text for "file not found", as qvtool reports it.
-def missing_text(folder):
-    code, _, err = run(["ini", windows(os.path.join(folder, "absent.ini")), "list"])
-    return err.rsplit(": ", 1)[-1].strip()
-
-
-def many_sections(folder):
+def prepare(folder):
+    shutil.copy(os.path.join(samples, "settings.ini"), folder)
+    os.mkdir(os.path.join(folder, "sub"))
+    for name, data in [("cp1252.txt", b"caf\xe9 \x80"), ("sub/deep.ini", b"[A]\r\nb=c\r\n"), ("old.bin", b"OLD")]:
+        with open(os.path.join(folder, name), "wb") as f:
+            f.write(data)
     with open(os.path.join(folder, "many.ini"), "w", newline="\r\n") as f:
         for i in range(3000):
             f.write(f"[Section{10000 + i}]\nk=v\n")
 
 
+D = "{dir}\\"
+# name, arguments, standard input, exit code, stdout fragments, stderr fragments, files' fragments, options
 ROWS = [
-    # name, args, stdin, exit code, stdout fragments, stderr fragments, file checks
-    ("ini list", ["ini", "{dir}\\settings.ini", "list"], b"", 0,
-     ["[Playback]", "Volume=0.750000", "[Window]", "PosX=120"], [], {}),
-    ("ini list one section", ["ini", "{dir}\\settings.ini", "list", "Window"], b"", 0,
-     ["Title=Sample player"], [], {}),
-    ("ini get a point", ["ini", "{dir}\\settings.ini", "get", "Window", "Pos", "--type", "point"], b"", 0,
-     ["120,80"], [], {}),
-    ("ini set a rectangle and read it back",
-     ["ini", "{dir}\\settings.ini", "set", "Window", "Frame", "1,2,3,4", "--type", "rect"], b"", 0, [], [],
-     {"settings.ini": ["FrameLeft=1", "FrameBottom=4", "PosX=120"]}),
-    ("ini set creates a missing file", ["ini", "{dir}\\new.ini", "set", "A", "b", "c"], b"", 0, [], [],
-     {"new.ini": ["[A]", "b=c"]}),
-    ("ini delete a key", ["ini", "{dir}\\settings.ini", "delete", "Playback", "Loop"], b"", 0, [], [],
-     {"settings.ini": ["Volume=0.750000", "!Loop="]}),
-    ("ini usage error: unknown action", ["ini", "{dir}\\settings.ini", "frob"], b"", 2, [],
-     ["unknown action 'frob'", "usage:"], {}),
-    ("ini usage error: unknown option", ["ini", "{dir}\\settings.ini", "list", "--bogus"], b"", 2, [],
-     ["unknown option '--bogus'"], {}),
-    ("ini missing file", ["ini", "{dir}\\absent.ini", "get", "A", "b"], b"", 1, [],
-     ["cannot read '", "absent.ini': {missing}"], {}),
-    ("ini missing key", ["ini", "{dir}\\settings.ini", "get", "Window", "Nope"], b"", 1, [],
-     ["has no Nope in [Window]"], {}),
-    ("ini signature mismatch", ["ini", "{dir}\\settings.ini", "list", "--signature", "QV1"], b"", 1, [],
-     ["signature"], {}),
-    ("ini bad typed value leaves the file as it was",
-     ["ini", "{dir}\\settings.ini", "set", "Window", "PosX", "wide", "--type", "int"], b"", 1, [],
-     ["'wide' is not an integer"], {"settings.ini": ["; Settings of the sample player", "PosX=120"]}),
-    ("ini too many sections: warned and left unchanged",
-     ["ini", "{dir}\\many.ini", "set", "A", "b", "c"], b"", 1, [],
-     ["warning:", "no section was read", "left unchanged"], {"many.ini": ["[Section10000]"]}),
+    # Help, version and usage errors, the same for every command.
+    ("help", ["--help"], b"", 0, ["Commands:", "md5", "ini", "Exit codes"], [], {}, {}),
+    ("help for a command", ["help", "md5"], b"", 0, ["FILE", "--quiet"], [], {}, {}),
+    ("a command's --help", ["convert", "--help"], b"", 0, ["--from", "--info"], [], {}, {}),
+    ("version", ["--version"], b"", 0, ["qvcore.dll 1."], [], {}, {}),
+    ("no command", [], b"", 2, [], ["no command given", "--help"], {}, {}),
+    ("unknown command", ["frob"], b"", 2, [], ["frob", "--help"], {}, {}),
+    ("unknown option", ["md5", "--bogus"], b"", 2, [], ["--bogus", "qvtool md5 --help"], {}, {}),
+    ("-- ends the options", ["md5", "--", "--bogus"], b"", 1, [], ["cannot open '--bogus': {missing}"], {}, {}),
+    ("help to a full device", ["--help"], b"", 1, [], ["cannot write standard output"], {}, {"full": True}),
+    # md5
+    ("md5 of standard input", ["md5"], b"abc", 0, ["900150983cd24fb0d6963f7d28e17f72  -"], [], {}, {}),
+    ("md5 of a file and a missing one", ["md5", D + "old.bin", D + "absent.txt"], b"", 1,
+     ["\\old.bin"], ["cannot open '", "absent.txt': {missing}"], {}, {}),
+    ("md5 to a full device", ["md5"], b"abc", 1, [], ["cannot write standard output"], {}, {"full": True}),
+    # now, du, sysinfo, ls
+    ("now", ["now"], b"", 0, ["time (UTC):", "UTC bias:"], [], {}, {}),
+    ("now takes no operands", ["now", "later"], b"", 2, [], ["later"], {}, {}),
+    ("now to a full device", ["now"], b"", 1, [], ["cannot write standard output"], {}, {"full": True}),
+    ("du", ["du", D + "old.bin"], b"", 0, ["3\t"], [], {}, {}),
+    ("du needs a path", ["du"], b"", 2, [], ["PATH"], {}, {}),
+    ("du of a missing path", ["du", D + "absent"], b"", 1, [], ["absent': {missing}"], {}, {}),
+    # Wine's sound library may add a line of its own on the error stream here.
+    ("sysinfo", ["sysinfo", "--env", "QVTOOL_NONE"], b"", 0, ["processor:", "%QVTOOL_NONE%: (unset"], [], {},
+     {"stderr_any": True}),
+    ("sysinfo --env needs a name", ["sysinfo", "--env"], b"", 2, [], ["--env"], {}, {}),
+    ("sysinfo to a full device", ["sysinfo"], b"", 1, [], ["cannot write standard output"], {}, {"full": True}),
+    ("ls", ["ls", "{dir}"], b"", 0, ["settings.ini", "<DIR>"], [], {}, {}),
+    ("ls -r matches the pattern in sub-directories", ["ls", "-r", D + "*.ini"], b"", 0,
+     ["settings.ini", "sub\\deep.ini"], [], {}, {}),
+    ("ls of nothing", ["ls", D + "*.none"], b"", 1, [], ["nothing matches"], {}, {}),
+    ("ls to a full device", ["ls", "{dir}"], b"", 1, [], ["cannot write standard output"], {}, {"full": True}),
+    # chunks
+    ("chunks of the sample", ["chunks"], b"", 0, ["(embedded sample)", "identical"], [], {}, {}),
+    ("chunks of standard input", ["chunks", "--piece", "2", "-"], b"abcde", 0, ["5 bytes appended in 3 piece(s)"],
+     [], {}, {}),
+    ("chunks --piece 0", ["chunks", "--piece", "0"], b"", 2, [], ["--piece"], {}, {}),
+    ("chunks of a missing file", ["chunks", D + "absent.txt"], b"", 1, [], ["absent.txt': {missing}"], {}, {}),
+    # convert: bytes checked exactly
+    ("convert 1252 to utf-8, files", ["convert", "--from", "1252", "--to", "utf-8", D + "cp1252.txt", D + "out.txt"],
+     b"", 0, [], [], {"out.txt": b"caf\xc3\xa9 \xe2\x82\xac"}, {}),
+    ("convert 1252 to utf-16le, pipes", ["convert", "--from", "1252", "--to", "utf-16le"], b"caf\xe9 \x80", 0,
+     [b"c\0a\0f\0\xe9\0 \0\xac\x20"], [], {}, {}),
+    ("convert utf-16le back to 1252", ["convert", "--from", "utf-16le", "--to", "1252", "-"],
+     b"c\0a\0f\0\xe9\0 \0\xac\x20", 0, [b"caf\xe9 \x80"], [], {}, {}),
+    ("convert: characters 437 lacks become its default", ["convert", "--from", "UTF-8", "--to", "437", "--info"],
+     "caf\u00e9\u20ac".encode(), 0, [b"caf\x82?"], ["some characters replaced"], {}, {}),
+    ("convert --info finds invalid UTF-8", ["convert", "--from", "utf-8", "--to", "utf-16le", "--info"],
+     b"abc\xff\xfeok", 0, [], ["2 invalid sequence(s), the first at byte 3"], {}, {}),
+    ("convert: unknown code page", ["convert", "--from", "99999", "--to", "utf-8"], b"", 2, [],
+     ["unknown code page '99999'"], {}, {}),
+    ("convert: odd utf-16le", ["convert", "--from", "utf-16le", "--to", "utf-8"], b"abc", 1, [],
+     ["odd byte count"], {}, {}),
+    ("convert of a missing file", ["convert", "--from", "1252", "--to", "utf-8", D + "absent.txt"], b"", 1, [],
+     ["absent.txt': {missing}"], {}, {}),
+    ("convert to a full device", ["convert", "--from", "1252", "--to", "utf-8"], b"abc", 1, [],
+     ["cannot write"], {}, {"full": True}),
+    # encode and decode
+    ("encode base64 width 0: one line", ["encode", "--filters", "base64:0"], b"x" * 100, 0,
+     [b"eHh4" * 33 + b"eA=="], [], {}, {"no_newline_in_stdout": True}),
+    ("encode needs --filters", ["encode"], b"", 2, [], ["--filters"], {}, {}),
+    ("encode: unknown filter", ["encode", "--filters", "zip"], b"", 2, [], ["unknown filter 'zip'"], {}, {}),
+    ("decode base64", ["decode", "--filters", "base64"], b"YWJj\n", 0, [b"abc"], [], {}, {}),
+    ("decode rejects a character outside the alphabet", ["decode", "--filters", "base64"], b"YW!j", 1, [],
+     ["outside the Base64 alphabet (0x21) at byte 2"], {}, {}),
+    ("decode --ignore-garbage skips it", ["decode", "--filters", "base64", "--ignore-garbage"], b"YW!Jj", 0,
+     [b"abc"], [], {}, {}),
+    ("decode rejects cut text", ["decode", "--filters", "base64"], b"YWJjZA=", 1, [], ["cut short"], {}, {}),
+    ("a failed decode leaves the old file", ["decode", "--filters", "base64", "-", D + "old.bin"], b"YW!j", 1, [],
+     ["byte 2"], {"old.bin": b"OLD"}, {}),
+    ("decode of a missing file", ["decode", "--filters", "base64", D + "absent.b64"], b"", 1, [],
+     ["absent.b64': {missing}"], {}, {}),
+    # log
+    ("log", ["log", D + "x.log", "hello", "world"], b"", 0, ["1 line(s) logged"], [],
+     {"x.log": [b"hello world\r\n"]}, {}),
+    ("log of standard input with '-'", ["log", D + "x.log", "-"], b"one\ntwo\n", 0, ["2 line(s) logged"], [],
+     {"x.log": [b"one\r\n", b"two\r\n"]}, {}),
+    ("log needs text", ["log", D + "x.log"], b"", 2, [], ["TEXT"], {}, {}),
+    ("log --tag leaves nothing behind", ["log", D + "x.log", "--tag", "tagged", "hi"], b"", 0, [], [],
+     {"x.log": [b"tagged"]}, {"no_tag_leftovers": True}),
+    # ini
+    ("ini list", ["ini", D + "settings.ini", "list"], b"", 0,
+     ["[Playback]", "Volume=0.750000", "[Window]", "PosX=120"], [], {}, {}),
+    ("ini get a point", ["ini", D + "settings.ini", "get", "Window", "Pos", "--type", "point"], b"", 0,
+     ["120,80"], [], {}, {}),
+    ("ini set a rectangle", ["ini", D + "settings.ini", "set", "Window", "Frame", "1,2,3,4", "--type", "rect"], b"", 0,
+     [], [], {"settings.ini": [b"FrameLeft=1", b"FrameBottom=4", b"PosX=120"]}, {}),
+    ("ini set creates a missing file", ["ini", D + "new.ini", "set", "A", "b", "c"], b"", 0, [], [],
+     {"new.ini": [b"[A]", b"b=c"]}, {}),
+    ("ini delete a key", ["ini", D + "settings.ini", "delete", "Playback", "Loop"], b"", 0, [], [],
+     {"settings.ini": [b"Volume=0.750000", b"!Loop="]}, {}),
+    ("ini: unknown action", ["ini", D + "settings.ini", "frob"], b"", 2, [], ["unknown action 'frob'", "--help"], {},
+     {}),
+    ("ini: unknown type", ["ini", D + "settings.ini", "get", "A", "b", "--type", "float"], b"", 2, [], ["float"], {},
+     {}),
+    ("ini of a missing file", ["ini", D + "absent.ini", "get", "A", "b"], b"", 1, [], ["absent.ini': {missing}"], {},
+     {}),
+    ("ini: missing key", ["ini", D + "settings.ini", "get", "Window", "Nope"], b"", 1, [], ["has no Nope in [Window]"],
+     {}, {}),
+    ("ini: signature mismatch", ["ini", D + "settings.ini", "list", "--signature", "QV1"], b"", 1, [], ["signature"],
+     {}, {}),
+    ("ini: a bad value leaves the file as it was",
+     ["ini", D + "settings.ini", "set", "Window", "PosX", "wide", "--type", "int"], b"", 1, [],
+     ["'wide' is not an integer"], {"settings.ini": [b"; Settings of the sample player", b"PosX=120"]}, {}),
+    ("ini: too many sections are warned of and kept", ["ini", D + "many.ini", "set", "A", "b", "c"], b"", 1, [],
+     ["warning:", "no section was read", "left unchanged"], {"many.ini": [b"[Section10000]"]}, {}),
+    ("ini to a full device", ["ini", D + "settings.ini", "list"], b"", 1, [], ["cannot write standard output"], {},
+     {"full": True}),
 ]
+
+
+def as_bytes(fragment):
+    return fragment if isinstance(fragment, bytes) else fragment.encode("cp1252")
+
+
+def tag_leftovers():
+    prefix = os.path.join(build, "wine", "prefix", "drive_c", "users")
+    found = []
+    for root, dirs, _ in os.walk(prefix):
+        found += [os.path.join(root, d) for d in dirs if d.startswith("qvtool-tag-")]
+    return found
+
 
 failures = 0
 with tempfile.TemporaryDirectory() as base:
     probe = os.path.join(base, "probe")
     os.mkdir(probe)
-    missing = missing_text(probe)
-    for name, args, stdin, want_code, want_out, want_err, files in ROWS:
-        folder = os.path.join(base, f"row{ROWS.index((name, args, stdin, want_code, want_out, want_err, files))}")
+    missing = run(["md5", windows(os.path.join(probe, "absent"))])[2].rsplit(": ", 1)[-1].strip()
+    for number, (name, args, stdin, want_code, want_out, want_err, files, options) in enumerate(ROWS):
+        folder = os.path.join(base, f"row{number}")
         os.mkdir(folder)
-        shutil.copy(sample_ini, os.path.join(folder, "settings.ini"))
-        many_sections(folder)
-        code, out, err = run([a.replace("{dir}", windows(folder)) for a in args], stdin)
+        prepare(folder)
+        code, out, err = run([a.replace("{dir}", windows(folder)) for a in args], stdin, options.get("full", False))
         problems = []
         if code != want_code:
             problems.append(f"exit code {code}, want {want_code}")
-        problems += [f"stdout lacks {w!r}" for w in want_out if w not in out]
-        problems += [f"stderr lacks {w!r}" for w in (w.replace("{missing}", missing) for w in want_err) if w not in err]
-        if want_code == 0 and err:
-            problems.append(f"unexpected stderr {err!r}")
-        for file, fragments in files.items():
-            with open(os.path.join(folder, file), encoding="cp1252") as f:
-                text = f.read()
-            for fragment in fragments:
-                absent = fragment.startswith("!")
-                if (fragment[1:] in text) if absent else (fragment not in text):
-                    problems.append(f"{file}: {'has' if absent else 'lacks'} {fragment.lstrip('!')!r}")
-        leftovers = [n for n in os.listdir(folder) if n.endswith(".qvtool-new")]
+        for fragment in want_out:
+            if as_bytes(fragment) not in out:
+                problems.append(f"stdout lacks {fragment!r}")
+        for fragment in (f.replace("{missing}", missing) for f in want_err):
+            if fragment not in err:
+                problems.append(f"stderr lacks {fragment!r}")
+        if want_code == 0 and err and not want_err and not options.get("stderr_any"):
+            problems.append("unexpected stderr")
+        if options.get("no_newline_in_stdout") and out.rstrip(b"\r\n").count(b"\n"):
+            problems.append("more than one line")
+        for file, expected in files.items():
+            with open(os.path.join(folder, file), "rb") as f:
+                data = f.read()
+            if isinstance(expected, bytes):
+                if data != expected:
+                    problems.append(f"{file} holds {data!r}, want {expected!r}")
+                continue
+            for fragment in expected:
+                absent = fragment.startswith(b"!")
+                if (fragment[1:] in data) if absent else (fragment not in data):
+                    problems.append(f"{file}: {'has' if absent else 'lacks'} {fragment.lstrip(b'!')!r}")
+        leftovers = [n for n in os.listdir(folder) if ".qvtool-" in n]
         if leftovers:
             problems.append(f"left behind {leftovers}")
+        if options.get("no_tag_leftovers") and tag_leftovers():
+            problems.append(f"left behind {tag_leftovers()}")
         if problems:
             failures += 1
-            print(f"FAIL {name}: " + "; ".join(problems) + f"\n     stdout {out!r}\n     stderr {err!r}")
+            print(f"FAIL {name}: " + "; ".join(problems) + f"\n     stdout {out[:300]!r}\n     stderr {err[:300]!r}")
         else:
             print(f"ok   {name}")
 

@@ -1,64 +1,115 @@
 #include "Command.h"
+#include "StdStreams.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
+#include <vector>
 
 namespace qvtool {
 namespace {
 
-// Appends each input in pieces to a chunked memory vector and shows the chunks it made.
-int runChunks(const Args &args)
-{
+// Inputs pass through in windows of this many bytes, each appended to a vector of its own, so
+// that memory stays bounded whatever the input's size.
+const std::size_t kWindow = 16u << 20;
+
+struct ChunksOptions {
     int piece = 1000;
-    std::vector<std::string> names;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--piece") {
-            if (i + 1 == args.size() || !parseCount(args[i + 1], piece))
-                return fail("--piece needs a positive byte count");
-            ++i;
-        } else {
-            names.push_back(args[i]);
-        }
+    std::vector<std::string> files;
+    bool quiet = false;
+};
+
+// The bytes from in up to kWindow, or fewer at its end.
+std::string nextWindow(InputStream &in)
+{
+    std::string window(kWindow, '\0');
+    std::size_t filled = 0;
+    while (filled < kWindow) {
+        int got = readPiece(in, &window[filled], static_cast<int>(std::min<std::size_t>(kWindow - filled, 1 << 20)));
+        if (got == 0)
+            break;
+        filled += static_cast<std::size_t>(got);
     }
+    window.resize(filled);
+    return window;
+}
+
+// Appends the input in pieces to chunked memory vectors and shows the chunks they made; each
+// window is read back and compared.
+int chunkOne(const std::string &name, const ChunksOptions &options)
+{
+    unsigned long long size = 0;
+    std::unique_ptr<InputStream> in;
+    std::string sample;
+    std::unique_ptr<MemoryInputStream> sampleStream;
+    const std::string label = name.empty() ? "(embedded sample)" : name == "-" ? "(standard input)" : shown(name);
+    if (name.empty()) {
+        sample = sampleBytes();
+        size = sample.size();
+        in.reset(new MemoryInputStream(sample));
+    } else {
+        in = openInput(name, size);
+    }
+    Progress progress(label, size, options.quiet);
+    unsigned long long total = 0, pieces = 0, reserved = 0;
+    long long chunkCount = 0;
+    std::string chunkList;
+    for (;;) {
+        std::string window = aboutFile("cannot read", label, [&] { return nextWindow(*in); });
+        if (window.empty())
+            break;
+        MemoryBlockVector vector;
+        for (std::size_t at = 0; at < window.size(); at += static_cast<std::size_t>(options.piece), ++pieces)
+            vector.append(window.data() + at,
+                          static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(options.piece), window.size() - at)));
+        for (int i = 0; i < vector.chunkCount(); ++i) {
+            chunkList += " " + std::to_string(vector.chunkCapacity(i));
+            reserved += static_cast<unsigned long long>(vector.chunkCapacity(i));
+        }
+        chunkCount += vector.chunkCount();
+        if (vector.toString() != window)
+            return fail("chunks: " + label + ": content changed in the memory vector");
+        total += window.size();
+        progress.Add(window.size());
+        if (window.size() < kWindow)
+            break;
+    }
+    std::printf("%s: %llu bytes appended in %llu piece(s) of at most %d bytes\n", label.c_str(), total, pieces,
+                options.piece);
+    std::printf("  chunks:%s (%lld chunk(s), %llu bytes reserved, %lld spare)\n",
+                chunkList.empty() ? " none" : chunkList.c_str(), chunkCount, reserved,
+                static_cast<long long>(reserved) - static_cast<long long>(total));
+    std::printf("  content read back: %llu bytes, identical\n", total);
+    return 0;
+}
+
+int runChunks(const ChunksOptions &options)
+{
+    std::vector<std::string> names(options.files);
     if (names.empty())
         names.push_back("");
-
     for (const std::string &name : names) {
-        std::string content, error;
-        if (!loadInput(name, content, error))
-            return fail(error);
-        if (content.size() > 0x7FFFFFFF)
-            return fail(displayName(name) + ": larger than 2 GiB");
-
-        MemoryBlockVector vector;
-        int pieces = 0;
-        for (std::size_t at = 0; at < content.size(); at += piece, ++pieces)
-            vector.append(content.data() + at, static_cast<int>(std::min<std::size_t>(piece, content.size() - at)));
-
-        std::printf("%s: %zu bytes appended in %d piece(s) of at most %d bytes\n", displayName(name).c_str(),
-                    content.size(), pieces, piece);
-        std::printf("  chunks:");
-        long long capacity = 0;
-        for (int i = 0; i < vector.chunkCount(); ++i) {
-            std::printf(" %d", vector.chunkCapacity(i));
-            capacity += vector.chunkCapacity(i);
-        }
-        std::printf("%s (%d chunk(s), %lld bytes reserved, %lld spare)\n", vector.chunkCount() ? "" : " none",
-                    vector.chunkCount(), capacity, capacity - static_cast<long long>(content.size()));
-        std::string back = vector.toString();
-        std::printf("  content read back: %zu bytes, %s\n", back.size(),
-                    back == content ? "identical" : "DIFFERENT");
-        if (back != content)
-            return fail(displayName(name) + ": content changed in the memory vector");
+        if (int status = chunkOne(name, options))
+            return status;
     }
     return 0;
 }
 
-const CommandRegistration registration({
-    "chunks", "qvtool chunks [--piece N] [FILE...]",
-    "append each FILE (default: the embedded sample) in N-byte pieces (default 1000) to a chunked "
-    "memory vector and show its chunks",
-    runChunks});
+Runner defineChunks(CLI::App &command)
+{
+    auto options = std::make_shared<ChunksOptions>();
+    command.add_option("--piece", options->piece, "bytes per append (default 1000)")
+        ->check(CLI::Range(1, 0x7FFFFFFF));
+    command.add_option("FILE", options->files,
+                       "files to append ('-': standard input; none: the embedded sample). Inputs beyond 16 MiB "
+                       "are taken in 16 MiB windows, each appended to a vector of its own");
+    addQuiet(command, options->quiet);
+    return [options] { return runChunks(*options); };
+}
+
+const CommandRegistration registration({"chunks",
+                                         "append each FILE in pieces to a chunked memory vector and show its chunks",
+                                         defineChunks});
 
 }  // namespace
 }  // namespace qvtool

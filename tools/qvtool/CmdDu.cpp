@@ -1,29 +1,40 @@
 #include "Command.h"
 
 #include <cstdio>
+#include <memory>
 
 namespace qvtool {
 namespace {
 
-int runDu(const Args &args)
+// The size of each path; a missing one is reported and the others are still measured.
+int runDu(const std::vector<std::string> &paths)
 {
-    if (args.empty())
-        return fail("du: name at least one PATH (usage: qvtool du PATH...)");
     int status = 0;
-    for (const std::string &arg : args) {
-        String path = String::FromSystemMultibyte(arg);
-        if (!File::FileExists(path)) {
-            status = fail("du: " + arg + ": no such file or directory");
-            continue;
+    for (const std::string &arg : paths) {
+        try {
+            String path = fileName(arg);
+            if (!File::FileExists(path)) {
+                status = fail("du: '" + shown(arg) + "': " + systemText(ERROR_FILE_NOT_FOUND));
+                continue;
+            }
+            std::printf("%llu\t%s\n", File::GetSizeRecursive(path), shown(arg).c_str());
+        } catch (...) {
+            status = fail("du: " + describeCurrentException());
         }
-        std::printf("%llu\t%s\n", File::GetSizeRecursive(path), arg.c_str());
     }
     return status;
 }
 
-const CommandRegistration registration({
-    "du", "qvtool du PATH...",
-    "the size in bytes of each file, or of all files in each directory tree", runDu});
+Runner defineDu(CLI::App &command)
+{
+    auto paths = std::make_shared<std::vector<std::string>>();
+    command.add_option("PATH", *paths, "files or directory trees to measure")->required();
+    return [paths] { return runDu(*paths); };
+}
+
+const CommandRegistration registration({"du", "the size in bytes of each file, or of all files in each directory tree "
+                                               "(linked folders are not entered)",
+                                         defineDu});
 
 }  // namespace
 }  // namespace qvtool

@@ -7,7 +7,10 @@
 #include "qvcore/streams/CompressingStream.h"
 #include "qvcore/streams/CryptingStream.h"
 
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -50,9 +53,12 @@ bool parseFilters(const std::string &list, std::vector<Filter> &filters, std::st
         } else if (name == "base64") {
             filter = {Filter::Base64, 76};
             if (hasArgument && !parseInteger(argument, -1, 0x7FFFFFFF, filter.parameter)) {
-                error = "base64:LINE takes a line length (-1: no line breaks)";
+                error = "base64:LINE takes a line length (0 or -1: one unbroken line)";
                 return false;
             }
+            // As base64(1): a width of 0 means no line breaks at all.
+            if (filter.parameter == 0)
+                filter.parameter = -1;
         } else if ((name == "crc" || name == "crypt") && !hasArgument) {
             filter.kind = name == "crc" ? Filter::CRC : Filter::Crypt;
         } else {
@@ -65,7 +71,8 @@ bool parseFilters(const std::string &list, std::vector<Filter> &filters, std::st
 }
 
 // The streams of a chain, added from its back to its front and destroyed front first (filters
-// write their rest when destroyed). Close() lets a failure of those last writes through.
+// write their rest when destroyed). Close() reports a failure of those last writes, which the
+// destructors record rather than throw.
 template <class Stream>
 class Chain {
 public:
@@ -106,7 +113,11 @@ private:
     {
         Stream *front = streams_.back();
         streams_.pop_back();
+        StreamBase::Exception failure;
+        StreamBase::TakeLateFailure(failure);  // an earlier one is not this stream's
         delete front;
+        if (StreamBase::TakeLateFailure(failure))
+            throw failure;
     }
     std::vector<Stream *> streams_;
 };
@@ -155,63 +166,113 @@ private:
     long long delivered_ = 0;
 };
 
-struct Arguments {
-    std::vector<Filter> filters;
-    std::string in, out;
-};
+// Stands before a Base64 decoder and lets only Base64 text through: the alphabet, "=" at the
+// end and line breaks. Anything else is an error naming its byte offset, or, with
+// ignoreGarbage, skipped as base64(1) does; text that stops inside a group of four is an error
+// too. The decoder alone would take such input silently.
+class Base64Guard : public InputStream {
+public:
+    Base64Guard(InputStream &source, bool ignoreGarbage) : InputStream(&source), ignoreGarbage_(ignoreGarbage) {}
 
-// --filters LIST [IN [OUT]]; 0 on success, otherwise the exit code after the message.
-int parseArguments(const char *command, const Args &args, Arguments &parsed)
-{
-    std::vector<std::string> names;
-    bool haveFilters = false;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--filters") {
-            std::string error;
-            if (i + 1 == args.size() || !parseFilters(args[i + 1], parsed.filters, error))
-                return fail(std::string(command) + ": " + (error.empty() ? "--filters needs a list" : error)) + 1;
-            haveFilters = true;
-            ++i;
-        } else {
-            names.push_back(args[i]);
+    void Read(char *buffer, int count) override
+    {
+        while (count > 0) {
+            int got = ReadSome(buffer, count);
+            buffer += got;
+            count -= got;
         }
     }
-    if (!haveFilters || names.size() > 2)
-        return fail(std::string("usage: qvtool ") + command + " --filters LIST [IN [OUT]]") + 1;
-    parsed.in = names.size() > 0 ? names[0] : "-";
-    parsed.out = names.size() > 1 ? names[1] : "-";
-    return 0;
-}
+    int ReadSome(char *buffer, int count) override
+    {
+        if (count < 1)
+            return 0;
+        while (at_ == held_.size())
+            Fill();
+        int n = static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(count), held_.size() - at_));
+        std::memcpy(buffer, held_.data() + at_, static_cast<std::size_t>(n));
+        at_ += static_cast<std::size_t>(n);
+        return n;
+    }
+    int Peek(const char *&data) override
+    {
+        data = held_.data() + at_;
+        return static_cast<int>(held_.size() - at_);
+    }
+    void Skip(int count) override
+    {
+        if (count > static_cast<int>(held_.size() - at_)) {
+            std::vector<char> scratch(static_cast<std::size_t>(count));
+            Read(scratch.data(), count);
+            return;
+        }
+        at_ += static_cast<std::size_t>(count < 0 ? 0 : count);
+    }
+
+private:
+    void Fill()
+    {
+        held_.clear();
+        at_ = 0;
+        char piece[65536];
+        int got = readPiece(*source, piece, sizeof piece);
+        if (got == 0) {
+            if (symbols_ % 4 != 0)
+                ThrowMalformedData(String::FromLatin1("the Base64 text is cut short: " + std::to_string(symbols_ % 4) +
+                                                      " character(s) after the last whole group of four, at byte " +
+                                                      std::to_string(offset_)));
+            ThrowEndOfData(String(L"Read beyond end of file"));
+        }
+        for (int i = 0; i < got; ++i, ++offset_) {
+            unsigned char c = static_cast<unsigned char>(piece[i]);
+            bool letter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
+                          c == '/';
+            if (c == '\r' || c == '\n') {
+                held_.push_back(static_cast<char>(c));
+            } else if (letter || c == '=') {
+                if (letter && padded_)
+                    ThrowMalformedData(String::FromLatin1("Base64 text after the padding, at byte " +
+                                                          std::to_string(offset_)));
+                padded_ = padded_ || c == '=';
+                ++symbols_;
+                held_.push_back(static_cast<char>(c));
+            } else if (!ignoreGarbage_) {
+                char hex[8];
+                std::snprintf(hex, sizeof hex, "0x%02X", c);
+                ThrowMalformedData(String::FromLatin1(std::string("a character outside the Base64 alphabet (") + hex +
+                                                      ") at byte " + std::to_string(offset_)));
+            }
+        }
+    }
+
+    bool ignoreGarbage_;
+    std::vector<char> held_;
+    std::size_t at_ = 0;
+    unsigned long long offset_ = 0, symbols_ = 0;
+    bool padded_ = false;
+};
+
+struct ChainOptions {
+    std::string filters, in = "-", out = "-";
+    bool quiet = false, ignoreGarbage = false;
+};
 
 const int pieceSize = 1 << 20;
 
-// Parses the arguments and runs body(arguments, failedName), which names in failedName the
-// file that any stream failure concerns.
-template <class Body>
-int runChain(const char *command, const Args &args, Body body)
+// The failures of a chain concern the file on the side where they happen.
+std::string inName(const ChainOptions &a)
 {
-    Arguments a;
-    if (int code = parseArguments(command, args, a))
-        return code;
-    std::string failedName = a.in;
-    try {
-        body(a, failedName);
-    } catch (const StreamBase::Exception &) {
-        return fail(std::string(command) + ": " + failedName + ": " + describeCurrentException());
-    }
-    return 0;
+    return a.in == "-" ? "(standard input)" : shown(a.in);
 }
 
-int runEncode(const Args &args)
+int runEncode(const ChainOptions &a, const std::vector<Filter> &filters)
 {
-    return runChain("encode", args, [](const Arguments &a, std::string &failedName) {
+    {
         unsigned long long size;
         std::unique_ptr<InputStream> in = openInput(a.in, size);
-        failedName = a.out;
+        OutputTarget target(a.out);
         Chain<OutputStream> out;
-        out.Adopt(openOutput(a.out));
-        out.Add<BufferedOutputStream>(out.Front(), pieceSize);
-        for (auto f = a.filters.rbegin(); f != a.filters.rend(); ++f) {
+        out.Add<BufferedOutputStream>(target.Stream(), pieceSize);
+        for (auto f = filters.rbegin(); f != filters.rend(); ++f) {
             switch (f->kind) {
             case Filter::Compress: out.Add<CompressingStream>(out.Front(), f->parameter); break;
             case Filter::CRC: out.Add<CRCOutputStream>(out.Front()); break;
@@ -219,37 +280,37 @@ int runEncode(const Args &args)
             case Filter::Crypt: out.Add<CryptingOutputStream>(out.Front()); break;
             }
         }
-        Progress progress(a.in, size);
+        Progress progress(inName(a), size, a.quiet);
         std::vector<char> piece(pieceSize);
         for (;;) {
-            failedName = a.in;
-            int got = readPiece(*in, piece.data(), pieceSize);
+            int got = aboutFile("cannot read", inName(a), [&] { return readPiece(*in, piece.data(), pieceSize); });
             if (got == 0)
                 break;
-            failedName = a.out;
-            out.Front().Write(piece.data(), got);
+            aboutFile("cannot write", target.Name(), [&] { out.Front().Write(piece.data(), got); });
             progress.Add(static_cast<unsigned long long>(got));
         }
-        failedName = a.out;
-        out.Close();
-    });
+        aboutFile("cannot write", target.Name(), [&] { out.Close(); });
+        target.Commit();
+    }
+    return 0;
 }
 
-int runDecode(const Args &args)
+int runDecode(const ChainOptions &a, const std::vector<Filter> &filters)
 {
-    return runChain("decode", args, [](const Arguments &a, std::string &failedName) {
+    {
         unsigned long long size;
         Chain<InputStream> in;
         in.Adopt(openInput(a.in, size));
-        Progress progress(a.in, size);
+        Progress progress(inName(a), size, a.quiet);
         in.Add<BufferedInputStream>(in.Front());
         std::vector<EndWatch *> watches{in.Add<EndWatch>(in.Front(), &progress)};
         DecompressingStream *decompressor = nullptr;
-        for (auto f = a.filters.rbegin(); f != a.filters.rend(); ++f) {
+        for (auto f = filters.rbegin(); f != filters.rend(); ++f) {
             switch (f->kind) {
             case Filter::Compress: decompressor = in.Add<DecompressingStream>(in.Front()); break;
             case Filter::CRC: in.Add<CRCInputStream>(in.Front()); break;
             case Filter::Base64:
+                in.Add<Base64Guard>(in.Front(), a.ignoreGarbage);
                 in.Add<Base64DecodingStream>(in.Front());
                 in.Add<BufferedInputStream>(in.Front());  // whole groups for the readers behind
                 break;
@@ -257,14 +318,12 @@ int runDecode(const Args &args)
             }
             watches.push_back(in.Add<EndWatch>(in.Front(), nullptr));
         }
-        failedName = a.out;
+        OutputTarget target(a.out);
         Chain<OutputStream> out;
-        out.Adopt(openOutput(a.out));
-        out.Add<BufferedOutputStream>(out.Front(), pieceSize);
+        out.Add<BufferedOutputStream>(target.Stream(), pieceSize);
         std::vector<char> piece(pieceSize);
         for (;;) {
             int got;
-            failedName = a.in;
             try {
                 got = in.Front().ReadSome(piece.data(), pieceSize);
             } catch (const StreamBase::Exception &e) {
@@ -277,24 +336,59 @@ int runDecode(const Args &args)
                 if (empty || (decompressor ? decompressor->AtEnd() : e.code == StreamBase::EndOfData && !cut))
                     break;
                 if (e.code == StreamBase::EndOfData)
-                    StreamBase::ThrowEndOfData(String(L"the data ends too early"));
-                throw;
+                    throw Failure("cannot decode '" + inName(a) + "': the data ends too early");
+                throw Failure("cannot decode '" + inName(a) + "': " + describeCurrentException());
             }
-            failedName = a.out;
-            out.Front().Write(piece.data(), got);
+            aboutFile("cannot write", target.Name(), [&] { out.Front().Write(piece.data(), got); });
         }
-        failedName = a.out;
-        out.Close();
-    });
+        aboutFile("cannot write", target.Name(), [&] { out.Close(); });
+        target.Commit();
+    }
+    return 0;
 }
 
-const CommandRegistration encode({"encode", "qvtool encode --filters LIST [IN [OUT]]",
-                                  "pass IN (default: standard input) through the filters of LIST in order "
-                                  "(compress[:LEVEL], crc, base64[:LINE], crypt) into OUT (default: standard output)",
-                                  runEncode});
-const CommandRegistration decode({"decode", "qvtool decode --filters LIST [IN [OUT]]",
-                                  "undo 'encode --filters LIST': the mirror chain, from the last filter back",
-                                  runDecode});
+// --filters LIST [IN [OUT]]: the list is checked while the command line is parsed.
+template <int (*Run)(const ChainOptions &, const std::vector<Filter> &)>
+Runner defineChain(CLI::App &command, bool decoding)
+{
+    auto options = std::make_shared<ChainOptions>();
+    command
+        .add_option("--filters", options->filters,
+                    "the filters in the order the data passes them when encoding: compress[:LEVEL] (-1 to 9), crc, "
+                    "base64[:WIDTH] (default 76; 0 or -1: one unbroken line), crypt")
+        ->required()
+        ->check([](const std::string &list) {
+            std::vector<Filter> filters;
+            std::string error;
+            return parseFilters(list, filters, error) ? std::string() : error;
+        });
+    command.add_option("IN", options->in, "input file (default or '-': standard input)");
+    command.add_option("OUT", options->out,
+                       "output file (default or '-': standard output); written in full or not at all");
+    if (decoding)
+        command.add_flag("-i,--ignore-garbage", options->ignoreGarbage,
+                         "skip characters outside the Base64 alphabet instead of failing on them");
+    addQuiet(command, options->quiet);
+    return [options] {
+        std::vector<Filter> filters;
+        std::string error;
+        parseFilters(options->filters, filters, error);
+        return Run(*options, filters);
+    };
+}
+
+Runner defineEncode(CLI::App &command)
+{
+    return defineChain<runEncode>(command, false);
+}
+
+Runner defineDecode(CLI::App &command)
+{
+    return defineChain<runDecode>(command, true);
+}
+
+const CommandRegistration encode({"encode", "pass IN through the filters of LIST in order into OUT", defineEncode});
+const CommandRegistration decode({"decode", "undo encode: the mirror chain of the same LIST", defineDecode});
 
 }  // namespace
 }  // namespace qvtool

@@ -2,12 +2,10 @@
 
 #include <cstdio>
 #include <memory>
+#include <vector>
 
 namespace qvtool {
 namespace {
-
-const char kUsage[] = "qvtool ini FILE get SECTION KEY | set SECTION KEY VALUE | list [SECTION] | "
-                      "delete SECTION [KEY]  [--type int|bool|double|point|rect] [--signature TEXT]";
 
 // The system hands out section names in a buffer of this many bytes; when they do not fit, the
 // profile reads no section at all.
@@ -58,21 +56,22 @@ bool tooManySections(const std::string &file)
 
 // Saves into a temporary file beside the target and puts it in place only when that worked:
 // a failure leaves the old file as it was.
-void saveInPlace(IPrivateProfile &profile, const std::string &file)
+void saveInPlace(IPrivateProfile &profile, const String &file)
 {
-    std::string temp = file + ".qvtool-new";
+    String temp = file + String(L".qvtool-new");
     try {
-        profile.Save(String::FromSystemMultibyte(temp));
+        aboutFile("cannot write", file.SystemMultibyte(), [&] { profile.Save(temp); });
     } catch (...) {
-        DeleteFileA(temp.c_str());
+        File::DeleteFileA(temp);
         throw;
     }
-    if (!MoveFileExA(temp.c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING)) {
+    // Both names hold only characters the ANSI code page has: fileName() made sure.
+    if (!MoveFileExA(temp.SystemMultibyte().c_str(), file.SystemMultibyte().c_str(), MOVEFILE_REPLACE_EXISTING)) {
         DWORD code = GetLastError();
-        DeleteFileA(temp.c_str());
-        throw Failure("cannot replace '" + file + "': " + String::FromError(code).SystemMultibyte());
+        File::DeleteFileA(temp);
+        throw Failure("cannot replace '" + file.SystemMultibyte() + "': " + systemText(code));
     }
-    profile.SetFileName(String::FromSystemMultibyte(file));
+    profile.SetFileName(file);
 }
 
 int printValue(IPrivateProfile &profile, const String &section, const String &key, Type type)
@@ -170,59 +169,43 @@ void list(IPrivateProfile &profile, const std::vector<String> &sections)
     }
 }
 
-int usage(const std::string &problem)
-{
-    std::fprintf(stderr, "qvtool: ini: %s\nusage: %s\n", problem.c_str(), kUsage);
-    return 2;
-}
+struct IniOptions {
+    std::string file, action, type = "text", signature;
+    std::vector<std::string> words;
+};
 
-int runIni(const Args &args)
+int runIni(const IniOptions &options)
 {
     Type type = Type::Text;
-    std::string signature;
-    Args words;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--type" || args[i] == "--signature") {
-            if (i + 1 == args.size())
-                return usage(args[i] + " needs a value");
-            if (args[i] == "--signature")
-                signature = args[++i];
-            else if (!parseType(args[++i], type))
-                return usage("unknown type '" + args[i] + "'");
-        } else if (args[i] == "--") {
-            words.insert(words.end(), args.begin() + static_cast<long>(i) + 1, args.end());
-            break;
-        } else if (args[i].size() > 1 && args[i][0] == '-') {
-            return usage("unknown option '" + args[i] + "'");
-        } else {
-            words.push_back(args[i]);
-        }
-    }
-    if (words.size() < 2)
-        return usage("needs a FILE and an action");
-    const std::string &file = words[0], &action = words[1];
-    const std::size_t operands = words.size() - 2;
+    parseType(options.type, type);
+    const std::string &signature = options.signature;
+    const std::string &action = options.action;
+    const std::string file = shown(options.file);
+    const std::size_t operands = options.words.size();
+    if (action != "get" && action != "set" && action != "list" && action != "delete")
+        return usageError("ini", "unknown action '" + shown(action) + "' (get, set, list or delete)");
     if ((action == "get" && operands != 2) || (action == "set" && operands != 3) ||
         (action == "list" && operands > 1) || (action == "delete" && (operands < 1 || operands > 2)))
-        return usage("wrong number of words for '" + action + "'");
-    if (action != "get" && action != "set" && action != "list" && action != "delete")
-        return usage("unknown action '" + action + "'");
+        return usageError("ini", "wrong number of words for '" + action + "'");
+    std::vector<std::string> words{options.file, action};
+    words.insert(words.end(), options.words.begin(), options.words.end());
+    const String path = fileName(options.file);
 
     Profile profile(CreatePrivateProfile());
     profile->SetSignature(signature);
-    bool exists = File::FileExists(String::FromSystemMultibyte(file));
+    bool exists = File::FileExists(path);
     if (exists || action != "set") {
-        aboutFile("cannot read", file, [&] { profile->Load(String::FromSystemMultibyte(file)); });
-        if (tooManySections(file)) {
+        aboutFile("cannot read", file, [&] { profile->Load(path); });
+        if (tooManySections(path.SystemMultibyte())) {
             std::fprintf(stderr, "qvtool: ini: warning: '%s' has more section names than the system hands out "
                                  "(32,767 bytes): no section was read\n", file.c_str());
             if (action == "set" || action == "delete")
                 return fail("ini: '" + file + "' left unchanged: writing it back would lose its sections");
         }
     }
-    String section = operands > 0 ? String::FromSystemMultibyte(words[2]) : String();
+    String section = operands > 0 ? String::FromUtf8(words[2]) : String();
     if (action == "get")
-        return printValue(*profile, section, String::FromSystemMultibyte(words[3]), type);
+        return printValue(*profile, section, String::FromUtf8(words[3]), type);
     if (action == "list") {
         std::vector<String> sections;
         if (operands == 0)
@@ -230,30 +213,41 @@ int runIni(const Args &args)
         else if (profile->GetKeyNames(section, sections))
             sections.assign(1, section);
         else
-            return fail("ini: '" + file + "' has no section [" + words[2] + "]");
+            return fail("ini: '" + file + "' has no section [" + shown(words[2]) + "]");
         list(*profile, sections);
         return 0;
     }
     if (action == "set") {
-        if (!setValue(*profile, section, String::FromSystemMultibyte(words[3]), words[4], type))
+        if (!setValue(*profile, section, String::FromUtf8(words[3]), words[4], type))
             return 1;
     } else if (operands == 2) {
-        profile->DeleteKey(section, String::FromSystemMultibyte(words[3]));
+        profile->DeleteKey(section, String::FromUtf8(words[3]));
     } else {
         profile->DeleteSection(section);
     }
-    saveInPlace(*profile, file);
+    saveInPlace(*profile, path);
     return 0;
 }
 
-const CommandRegistration registration({
-    "ini", "qvtool ini FILE get|set|list|delete ...",
-    "read and change a settings file: get SECTION KEY, set SECTION KEY VALUE (creates FILE), list "
-    "[SECTION], delete SECTION [KEY]; --type int|bool|double|point|rect reads and writes typed values "
-    "(a point is X,Y and a rectangle LEFT,TOP,RIGHT,BOTTOM, stored as KEYX/KEYY and KEYLeft/...), "
-    "--signature TEXT the bytes the file must begin with. set and delete write the whole file "
-    "again: its comments and blank lines are not kept",
-    runIni});
+Runner defineIni(CLI::App &command)
+{
+    auto options = std::make_shared<IniOptions>();
+    command.add_option("FILE", options->file, "the settings file")->required();
+    command.add_option("ACTION", options->action,
+                       "get SECTION KEY | set SECTION KEY VALUE (creates FILE) | list [SECTION] | delete SECTION [KEY]")
+        ->required();
+    command.add_option("WORDS", options->words, "the section, key and value the action takes");
+    command.add_option("--type", options->type, "read and write typed values: point (X,Y, stored as KEYX and KEYY), "
+                                                "rect (LEFT,TOP,RIGHT,BOTTOM), int, bool, double or text")
+        ->check(CLI::IsMember({"text", "int", "bool", "double", "point", "rect"}));
+    command.add_option("--signature", options->signature, "the bytes FILE must begin with");
+    return [options] { return runIni(*options); };
+}
+
+const CommandRegistration registration({"ini",
+                                         "read and change a settings file; set and delete write the whole file again "
+                                         "(into a temporary file first) and do not keep its comments",
+                                         defineIni});
 
 }  // namespace
 }  // namespace qvtool

@@ -8,6 +8,7 @@
 #include <string>
 #include <iostream>
 #include <memory>
+#include <vector>
 
 namespace qvtool {
 namespace {
@@ -66,47 +67,27 @@ private:
     ScopedLibrary module_;
 };
 
-String fromAnsi(const std::string &text)
-{
-    return String::FromSystemMultibyte(text);
-}
+struct LogOptions {
+    std::string file, tag;
+    unsigned long indent = 0;
+    bool fromStdin = false;
+    std::vector<std::string> words;
+};
 
 // Logs the text arguments (joined by blanks, one line per line of the result) or each line of
 // standard input into a newly created log file.
-int runLog(const Args &args)
+int runLog(const LogOptions &options)
 {
-    std::string file, tag;
-    bool haveTag = false, fromStdin = false;
-    unsigned long indent = 0;
-    Args words;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--tag" || args[i] == "--indent") {
-            if (i + 1 == args.size())
-                return fail(args[i] + " needs a value");
-            if (args[i] == "--tag") {
-                tag = args[++i];
-                haveTag = true;
-                if (tag.empty() || tag.find_first_of("\\/:*?\"<>|") != std::string::npos)
-                    return fail("--tag needs a name that is a valid file name");
-            } else {
-                int level = 0;
-                if (args[i + 1] != "0" && !parseCount(args[i + 1], level))
-                    return fail("--indent needs a level from 0 up");
-                indent = static_cast<unsigned long>(level);
-                ++i;
-            }
-        } else if (args[i] == "--stdin") {
-            fromStdin = true;
-        } else if (file.empty()) {
-            file = args[i];
-        } else {
-            words.push_back(args[i]);
-        }
-    }
-    if (file.empty())
-        return fail("log needs a FILE");
-    if (fromStdin == !words.empty())
-        return fail("log needs either TEXT or --stdin");
+    const bool haveTag = !options.tag.empty();
+    const std::string &tag = options.tag;
+    const unsigned long indent = options.indent;
+    // "-" as the text stands for standard input, as --stdin does.
+    const bool fromStdin = options.fromStdin || (options.words.size() == 1 && options.words[0] == "-");
+    if (fromStdin && !options.words.empty() && !(options.words.size() == 1 && options.words[0] == "-"))
+        return usageError("log", "give either TEXT or --stdin");
+    if (!fromStdin && options.words.empty())
+        return usageError("log", "give TEXT, or --stdin for the lines of standard input");
+    const String file = fileName(options.file);
 
     std::unique_ptr<TagModule> tagModule;
     if (haveTag)
@@ -114,8 +95,8 @@ int runLog(const Args &args)
     auto log = createLog();
     log->SetSourceModule(tagModule ? tagModule->address() : reinterpret_cast<const void *>(&runLog));
     log->SetIndent(indent);
-    if (log->Open(fromAnsi(file).c_str()) != S_OK)
-        return fail("cannot create " + file);
+    if (log->Open(file.c_str()) != S_OK)
+        return fail("log: cannot create '" + shown(options.file) + "'");
 
     std::size_t lines = 0;
     if (fromStdin) {
@@ -123,16 +104,16 @@ int runLog(const Args &args)
         while (std::getline(std::cin, line)) {
             if (!line.empty() && line.back() == '\r')
                 line.pop_back();
-            log->LogLine(fromAnsi(line).c_str());
+            log->LogLine(String::FromSystemMultibyte(line).c_str());
             ++lines;
         }
     } else {
         std::string joined;
-        for (const std::string &word : words)
+        for (const std::string &word : options.words)
             joined += (joined.empty() ? "" : " ") + word;
-        String text = fromAnsi(joined);
+        String text = String::FromUtf8(joined);
         if (log->LogText(text) != S_OK)
-            return fail("could not write to " + file);
+            return fail("log: cannot write to '" + shown(options.file) + "'");
         lines = text.Split(String(u"\r\n")).size();
     }
     BSTR name = nullptr;
@@ -144,11 +125,26 @@ int runLog(const Args &args)
     return 0;
 }
 
-const CommandRegistration registration({
-    "log", "qvtool log FILE [--tag T] [--indent N] TEXT...",
-    "create the log FILE and log TEXT (with --stdin instead: each line of standard input) as "
-    "time-stamped lines tagged T (default: qvtool), indented by N levels",
-    runLog});
+Runner defineLog(CLI::App &command)
+{
+    auto options = std::make_shared<LogOptions>();
+    command.add_option("FILE", options->file, "the log file, created anew")->required();
+    command.add_option("TEXT", options->words, "the text to log ('-': the lines of standard input)");
+    command.add_flag("--stdin", options->fromStdin, "log each line of standard input instead of TEXT");
+    command.add_option("--tag", options->tag, "the tag of the lines (default: qvtool); a valid file name")
+        ->check([](const std::string &tag) {
+            return tag.empty() || tag.find_first_of("\\/:*?\"<>|") != std::string::npos
+                       ? std::string("--tag needs a name that is a valid file name")
+                       : std::string();
+        });
+    command.add_option("--indent", options->indent, "indent the lines by N levels (default 0)")
+        ->check(CLI::NonNegativeNumber);
+    return [options] { return runLog(*options); };
+}
+
+const CommandRegistration registration({"log",
+                                         "create the log FILE and log TEXT as time-stamped lines, tagged and indented",
+                                         defineLog});
 
 }  // namespace
 }  // namespace qvtool

@@ -1,6 +1,7 @@
 #include "Command.h"
 
 #include <cstdio>
+#include <memory>
 
 namespace qvtool {
 namespace {
@@ -44,42 +45,31 @@ void printEntry(const FileData &entry, const String &shownName, Totals &totals)
                 narrow(entry.GetLastWriteTime().ToString()).c_str(), narrow(shownName).c_str());
 }
 
-// Lists each file the recursive walk reports, under its path.
-class RecursiveLister : public FileFinder::IFindCallback {
-public:
-    explicit RecursiveLister(Totals &totals) : totals_(totals) {}
-
-    bool OnFileFound(const String &dir, const String &fileName) override
-    {
-        String path = File::MakePath(dir, fileName);
-        // The walk hands over names only: the entry itself is looked up again.
-        FileFinder entry(path, true);
-        if (entry.IsValid())
-            printEntry(entry, path, totals_);
-        return true;
-    }
-
-private:
-    Totals &totals_;
-};
-
-int runLs(const Args &args)
+// The entries matching pattern in dir, then (recursive) the same in every sub-directory,
+// whatever its own name; linked folders are not entered (a link back up would never end).
+void listTree(const String &dir, const String &pattern, bool recursive, bool showPaths, Totals &totals)
 {
+    FileFinder finder(File::MakePath(dir, pattern), false);
+    for (bool found = finder.IsValid(); found; found = finder.Next())
+        printEntry(finder, showPaths ? finder.GetFilePath() : finder.GetFileName(), totals);
+    if (!recursive)
+        return;
+    FileFinder sub(File::MakePath(dir, String(L"*")), false);
+    for (bool found = sub.IsValid(); found; found = sub.Next()) {
+        if (sub.IsDirectory() && !sub.IsReparsePoint())
+            listTree(sub.GetFilePath(), pattern, true, true, totals);
+    }
+}
+
+struct LsOptions {
     bool recursive = false;
     std::string target;
-    for (const std::string &arg : args) {
-        if (arg == "-r") {
-            recursive = true;
-        } else if (!arg.empty() && arg[0] == '-') {
-            return fail("ls: unknown option '" + arg + "' (usage: qvtool ls [-r] [PATTERN|DIR])");
-        } else if (!target.empty()) {
-            return fail("ls: give one PATTERN or DIR");
-        } else {
-            target = arg;
-        }
-    }
+};
 
-    String given = String::FromSystemMultibyte(target);
+int runLs(const LsOptions &options)
+{
+    const std::string &target = options.target;
+    String given = target.empty() ? String() : fileName(target);
     String dir = given.empty() ? String(L".") : given;
     String pattern(L"*");
     bool namedDirectory = given.empty() || File::IsDirectory(given);
@@ -87,29 +77,31 @@ int runLs(const Args &args)
         dir = File::GetDirname(given);
         pattern = File::GetBasename(given, String());
         if (!File::IsDirectory(dir))
-            return fail("ls: " + narrow(dir) + ": no such directory");
+            return fail("ls: '" + narrow(dir) + "': " + systemText(ERROR_PATH_NOT_FOUND));
     }
 
     Totals totals;
-    if (recursive) {
-        RecursiveLister lister(totals);
-        FileFinder::FindFilesRecursive(dir, pattern, lister);
-    } else {
-        FileFinder finder(File::MakePath(dir, pattern), false);
-        for (bool found = finder.IsValid(); found; found = finder.Next())
-            printEntry(finder, finder.GetFileName(), totals);
-    }
+    listTree(dir, pattern, options.recursive, options.recursive, totals);
     if (!namedDirectory && totals.files + totals.directories == 0)
-        return fail("ls: nothing matches '" + target + "'");
+        return fail("ls: nothing matches '" + shown(target) + "'");
     std::printf("%u file(s), %llu bytes; %u dir(s)\n", totals.files, totals.bytes, totals.directories);
     return 0;
 }
 
-const CommandRegistration registration({
-    "ls", "qvtool ls [-r] [PATTERN|DIR]",
-    "list the entries matching PATTERN (default: the current directory) with attributes (DRHSAC), "
-    "size and last write time (UTC); -r lists the files of every sub-directory whose name matches too",
-    runLs});
+Runner defineLs(CLI::App &command)
+{
+    auto options = std::make_shared<LsOptions>();
+    command.add_flag("-r,--recursive", options->recursive,
+                     "match PATTERN in every sub-directory too (linked folders are not entered)");
+    command.add_option("PATTERN", options->target, "a directory, or a pattern such as *.txt (default: the current "
+                                                   "directory)");
+    return [options] { return runLs(*options); };
+}
+
+const CommandRegistration registration({"ls",
+                                         "list the entries matching PATTERN with attributes (DRHSAC), size and last "
+                                         "write time (UTC)",
+                                         defineLs});
 
 }  // namespace
 }  // namespace qvtool

@@ -7,15 +7,22 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <io.h>
+#include <memory>
 #include <vector>
 
 namespace qvtool {
 namespace {
 
+struct Md5Options {
+    std::vector<std::string> files;
+    bool quiet = false;
+};
+
 // md5sum's format: the digest in lower case, two blanks, the name ("-" for standard input).
-int runMd5(const Args &args)
+// A file that fails is reported and the others are still digested; the exit code is then 1.
+int runMd5(const Md5Options &options)
 {
-    std::vector<std::string> names(args);
+    std::vector<std::string> names(options.files);
     _setmode(_fileno(stdout), _O_BINARY);  // line feeds only, as md5sum writes them
     if (names.empty())
         names.push_back("-");
@@ -26,30 +33,32 @@ int runMd5(const Args &args)
         try {
             unsigned long long size;
             std::unique_ptr<InputStream> in = openInput(name, size);
-            Progress progress(name, size);
+            Progress progress(shown(name), size, options.quiet);
             MD5SumStream md5;
-            while (int got = readPiece(*in, piece.data(), pieceSize)) {
+            while (int got = aboutFile("cannot read", shown(name), [&] { return readPiece(*in, piece.data(), pieceSize); })) {
                 md5.Write(piece.data(), got);
                 progress.Add(static_cast<unsigned long long>(got));
             }
             std::string hex = md5.GetMD5Sum().HexString();
             for (char &c : hex)
                 c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-            std::printf("%s  %s\n", hex.c_str(), name.c_str());
-        } catch (const Failure &e) {
-            std::fflush(stdout);
-            status = fail(std::string("md5: ") + e.what());
+            std::printf("%s  %s\n", hex.c_str(), shown(name).c_str());
         } catch (...) {
-            std::fflush(stdout);
-            status = fail("md5: " + name + ": " + describeCurrentException());
+            status = fail("md5: " + describeCurrentException());
         }
     }
     return status;
 }
 
-const CommandRegistration md5({"md5", "qvtool md5 [FILE...]",
-                               "the MD5 digest of each FILE (default: standard input) as md5sum shows it",
-                               runMd5});
+Runner defineMd5(CLI::App &command)
+{
+    auto options = std::make_shared<Md5Options>();
+    command.add_option("FILE", options->files, "files to digest (none or '-': standard input)");
+    addQuiet(command, options->quiet);
+    return [options] { return runMd5(*options); };
+}
+
+const CommandRegistration registration({"md5", "the MD5 digest of each FILE as md5sum shows it", defineMd5});
 
 }  // namespace
 }  // namespace qvtool

@@ -6,10 +6,8 @@ namespace qvtool {
 namespace {
 
 // The current time and the local time zone as the library sees them.
-int runNow(const Args &args)
+int runNow()
 {
-    if (!args.empty())
-        return fail("now takes no arguments");
     std::printf("time (UTC):       %s\n", DateTime::Now().ToString().SystemMultibyte().c_str());
     std::printf("local time zone:  %s\n", DateTime::GetLocalTimeZoneName().SystemMultibyte().c_str());
     std::printf("UTC bias:         %s (UTC = local time + bias)\n",
@@ -18,11 +16,15 @@ int runNow(const Args &args)
     return 0;
 }
 
-const CommandRegistration registration({
-    "now", "qvtool now",
-    "show the current time in ISO 8601 form, the local time zone, its UTC bias and whether daylight "
-    "saving time is in force",
-    runNow});
+Runner defineNow(CLI::App &)
+{
+    return runNow;
+}
+
+const CommandRegistration registration({"now",
+                                         "the current time in ISO 8601 form, the local time zone, its UTC bias and "
+                                         "whether daylight saving time is in force",
+                                         defineNow});
 
 }  // namespace
 }  // namespace qvtool

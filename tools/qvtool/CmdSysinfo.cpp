@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <map>
+#include <memory>
 
 namespace qvtool {
 namespace {
@@ -21,18 +22,15 @@ const char *familyName(SysInfo::System system)
     }
 }
 
-int runSysinfo(const Args &args)
-{
+struct SysinfoOptions {
     bool codepages = false;
     std::vector<std::string> variables;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--codepages")
-            codepages = true;
-        else if (args[i] == "--env" && i + 1 < args.size())
-            variables.push_back(args[++i]);
-        else
-            return fail("sysinfo: unknown argument '" + args[i] + "' (qvtool --help)");
-    }
+};
+
+int runSysinfo(const SysinfoOptions &options)
+{
+    const bool codepages = options.codepages;
+    const std::vector<std::string> &variables = options.variables;
 
     SysInfo::System system = SysInfo::GetSystem();
     SYSTEM_INFO info;
@@ -52,8 +50,8 @@ int runSysinfo(const Args &args)
         std::printf("DirectX:    not detected\n");
     }
     for (const std::string &name : variables) {
-        String value = SysInfo::GetEnvironmentVariableA(String::FromSystemMultibyte(name));
-        std::printf("%%%s%%: %s\n", name.c_str(), value.empty() ? "(unset or empty)" : value.SystemMultibyte().c_str());
+        String value = SysInfo::GetEnvironmentVariableA(String::FromUtf8(name));
+        std::printf("%%%s%%: %s\n", shown(name).c_str(), value.empty() ? "(unset or empty)" : value.SystemMultibyte().c_str());
     }
 
     std::map<unsigned int, String> pages;
@@ -66,10 +64,20 @@ int runSysinfo(const Args &args)
     return 0;
 }
 
-const CommandRegistration registration({"sysinfo", "qvtool sysinfo [--codepages] [--env NAME]...",
+Runner defineSysinfo(CLI::App &command)
+{
+    auto options = std::make_shared<SysinfoOptions>();
+    command.add_flag("--codepages", options->codepages, "list every installed code page");
+    command.add_option("--env", options->variables, "show environment variable NAME (may be repeated)")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+    return [options] { return runSysinfo(*options); };
+}
+
+const CommandRegistration registration({"sysinfo",
                                          "operating system, processor, DirectX version, environment variables and "
                                          "installed code pages",
-                                         runSysinfo});
+                                         defineSysinfo});
 
 }  // namespace
 }  // namespace qvtool

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 
 namespace qvtool {
 
@@ -14,38 +13,13 @@ std::vector<Command> &registry()
     return all;
 }
 
-// The sample text built into qvtool as a resource.
-std::string sampleBytes()
+// Library texts end in a line break where they come from the system.
+std::string oneLine(const String &text)
 {
-    HRSRC found = FindResourceA(nullptr, "SAMPLE", MAKEINTRESOURCEA(10) /* RT_RCDATA */);
-    HGLOBAL loaded = found ? LoadResource(nullptr, found) : nullptr;
-    const char *bytes = loaded ? static_cast<const char *>(LockResource(loaded)) : nullptr;
-    return bytes ? std::string(bytes, SizeofResource(nullptr, found)) : std::string();
-}
-
-// Reads a whole file through the library's file stream; false with a message on failure.
-bool readFile(const std::string &path, std::string &content, std::string &error)
-{
-    try {
-        content.clear();
-        FileInputStream in(String::FromSystemMultibyte(path));
-        char buffer[65536];
-        for (;;) {
-            int got = 0;
-            try {
-                got = in.ReadSome(buffer, sizeof buffer);
-            } catch (const StreamBase::Exception &e) {
-                if (e.code != StreamBase::EndOfData)
-                    throw;
-            }
-            if (got == 0)
-                return true;
-            content.append(buffer, static_cast<std::size_t>(got));
-        }
-    } catch (...) {
-        error = "cannot read '" + path + "': " + describeCurrentException();
-        return false;
-    }
+    std::string line = text.SystemMultibyte();
+    while (!line.empty() && (line.back() == '\r' || line.back() == '\n' || line.back() == ' '))
+        line.pop_back();
+    return line;
 }
 
 }  // namespace
@@ -65,22 +39,18 @@ CommandRegistration::CommandRegistration(const Command &command)
 
 int fail(const std::string &message)
 {
+    std::fflush(stdout);
     std::fprintf(stderr, "qvtool: %s\n", message.c_str());
     return 1;
 }
 
-namespace {
-
-// Library texts end in a line break where they come from the system.
-std::string oneLine(const String &text)
+int usageError(const std::string &command, const std::string &message)
 {
-    std::string line = text.SystemMultibyte();
-    while (!line.empty() && (line.back() == '\r' || line.back() == '\n' || line.back() == ' '))
-        line.pop_back();
-    return line;
+    std::fflush(stdout);
+    std::fprintf(stderr, "qvtool: %s: %s\nRun 'qvtool %s --help' for usage.\n", command.c_str(), message.c_str(),
+                 command.c_str());
+    return 2;
 }
-
-}  // namespace
 
 std::string describeCurrentException()
 {
@@ -107,32 +77,43 @@ std::string describeCurrentException()
     }
 }
 
-bool loadInput(const std::string &name, std::string &content, std::string &error)
+std::string systemText(unsigned long code)
 {
-    if (name.empty()) {
-        content = sampleBytes();
-        if (content.empty()) {
-            error = "the embedded sample is missing";
-            return false;
-        }
-        return true;
-    }
-    return readFile(name, content, error);
+    return oneLine(String::FromError(code));
 }
 
-std::string displayName(const std::string &name)
+std::string shown(const std::string &utf8)
 {
-    return name.empty() ? "(embedded sample)" : name;
+    return String::FromUtf8(utf8).SystemMultibyte();
 }
 
-bool parseCount(const std::string &text, int &value)
+String fileName(const std::string &utf8)
 {
-    char *end = nullptr;
-    long parsed = std::strtol(text.c_str(), &end, 10);
-    if (text.empty() || *end != '\0' || parsed <= 0 || parsed > 0x7FFFFFFF)
-        return false;
-    value = static_cast<int>(parsed);
-    return true;
+    String name = String::FromUtf8(utf8);
+    const std::wstring wide(name.begin(), name.end());
+    BOOL lossy = FALSE;
+    bool utf8System = GetACP() == CP_UTF8;
+    int bytes = WideCharToMultiByte(CP_ACP, utf8System ? 0 : WC_NO_BEST_FIT_CHARS, wide.data(),
+                                    static_cast<int>(wide.size()), nullptr, 0, nullptr, utf8System ? nullptr : &lossy);
+    if ((bytes == 0 && !wide.empty()) || lossy)
+        throw Failure("'" + shown(utf8) + "': the name holds characters that the ANSI code page (" +
+                      std::to_string(GetACP()) + ") of the file functions cannot represent");
+    return name;
+}
+
+std::string sampleBytes()
+{
+    HRSRC found = FindResourceA(nullptr, "SAMPLE", MAKEINTRESOURCEA(10) /* RT_RCDATA */);
+    HGLOBAL loaded = found ? LoadResource(nullptr, found) : nullptr;
+    const char *bytes = loaded ? static_cast<const char *>(LockResource(loaded)) : nullptr;
+    if (!bytes)
+        throw Failure("the embedded sample is missing");
+    return std::string(bytes, SizeofResource(nullptr, found));
+}
+
+void addQuiet(CLI::App &command, bool &quiet)
+{
+    command.add_flag("-q,--quiet", quiet, "show no progress on the error stream");
 }
 
 }  // namespace qvtool

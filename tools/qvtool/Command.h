@@ -2,23 +2,34 @@
 #define QVTOOL_COMMAND_H
 
 // qvtool's commands: each lives in a Cmd*.cpp file of its own and registers itself with a
-// static CommandRegistration, so that adding a command touches no other file.
+// static CommandRegistration, so that adding a command touches no other file. Its define
+// function declares the command's options and operands to the argument parser (CLI11) and
+// returns what runs the command once they have been parsed.
+//
+// Conventions every command keeps: exit code 0 on success, 1 for a failure at run time (one
+// line on the error stream, naming the file concerned, with the system's text), 2 for a usage
+// error (the parser's message and a hint). Names and text from the command line arrive as
+// UTF-8 (qvtool reads its command line as wide text).
 
 #include "qvcore/QvCore.h"
 
+#include <CLI/CLI.hpp>
+
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace qvtool {
 
-using Args = std::vector<std::string>;
+/// Runs a command whose arguments have been parsed; the exit code.
+using Runner = std::function<int()>;
 
 struct Command {
     const char *name;     // as typed after "qvtool"
-    const char *usage;    // one line, e.g. "qvtool chunks [--piece N] [FILE...]"
     const char *summary;  // what it does, shown by --help
-    int (*run)(const Args &args);  // exit code; may throw (reported as an error)
+    /// Declares the command's options and operands on its parser and returns its runner.
+    Runner (*define)(CLI::App &command);
 };
 
 /// Every registered command, ordered by name.
@@ -30,6 +41,10 @@ struct CommandRegistration {
 
 /// Prints "qvtool: message" on the error stream and returns 1.
 int fail(const std::string &message);
+
+/// A usage error the parser could not see: "qvtool: COMMAND: message" and the hint to ask for
+/// the command's help on the error stream; returns 2.
+int usageError(const std::string &command, const std::string &message);
 
 /// A failure that a command reports in its own words, naming the file concerned
 /// ("cannot open 'x.txt': <the system's text>"); main prints it after the command's name.
@@ -54,13 +69,22 @@ auto aboutFile(const char *what, const std::string &name, Action action) -> decl
     }
 }
 
-/// The named file's bytes, or the sample text built into qvtool when name is empty.
-/// False with a message in error on failure.
-bool loadInput(const std::string &name, std::string &content, std::string &error);
-/// The name as shown to the user ("(embedded sample)" for the empty name).
-std::string displayName(const std::string &name);
-/// A decimal count from 1 to 2^31-1.
-bool parseCount(const std::string &text, int &value);
+/// The system's text for an error code, one line.
+std::string systemText(unsigned long code);
+
+/// Command-line text (UTF-8) for messages and output, in the ANSI code page the console uses.
+std::string shown(const std::string &utf8);
+
+/// A file name from the command line for the library. The file functions take names in the
+/// ANSI code page: a name it cannot hold exactly throws Failure saying so, rather than reaching
+/// another file through a look-alike or a "?".
+String fileName(const std::string &utf8);
+
+/// The sample text built into qvtool as a resource.
+std::string sampleBytes();
+
+/// Adds the --quiet flag that silences progress on the error stream.
+void addQuiet(CLI::App &command, bool &quiet);
 
 }  // namespace qvtool
 

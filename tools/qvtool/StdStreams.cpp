@@ -20,6 +20,11 @@ int readHandle(HANDLE handle, char *buffer, int count)
     return static_cast<int>(got);
 }
 
+bool isStandard(const std::string &name)
+{
+    return name.empty() || name == "-";
+}
+
 }  // namespace
 
 void HandleInputStream::Read(char *buffer, int count)
@@ -55,21 +60,51 @@ void HandleOutputStream::Write(const char *data, int count)
 std::unique_ptr<InputStream> openInput(const std::string &name, unsigned long long &size)
 {
     size = 0;
-    if (name.empty() || name == "-")
+    if (isStandard(name))
         return std::unique_ptr<InputStream>(new HandleInputStream(GetStdHandle(STD_INPUT_HANDLE)));
-    auto *file = aboutFile("cannot open", name, [&] { return new FileInputStream(String::FromSystemMultibyte(name)); });
+    String path = fileName(name);
+    auto *file = aboutFile("cannot open", shown(name), [&] { return new FileInputStream(path); });
     LARGE_INTEGER length;
     if (GetFileSizeEx(file->GetHandle(), &length))
         size = static_cast<unsigned long long>(length.QuadPart);
     return std::unique_ptr<InputStream>(file);
 }
 
-std::unique_ptr<OutputStream> openOutput(const std::string &name)
+OutputTarget::OutputTarget(const std::string &name) : shownName_(isStandard(name) ? "(standard output)" : shown(name))
 {
-    if (name.empty() || name == "-")
-        return std::unique_ptr<OutputStream>(new HandleOutputStream(GetStdHandle(STD_OUTPUT_HANDLE)));
-    return std::unique_ptr<OutputStream>(
-        aboutFile("cannot create", name, [&] { return new FileOutputStream(String::FromSystemMultibyte(name), false); }));
+    if (isStandard(name)) {
+        stream_.reset(new HandleOutputStream(GetStdHandle(STD_OUTPUT_HANDLE)));
+        return;
+    }
+    target_ = fileName(name);
+    temporary_ = target_ + String(L".qvtool-") + String::FromNum(static_cast<unsigned int>(GetCurrentProcessId())) +
+                 String(L".tmp");
+    stream_.reset(aboutFile("cannot create", shownName_, [&] { return new FileOutputStream(temporary_, false); }));
+}
+
+OutputTarget::~OutputTarget()
+{
+    stream_.reset();
+    if (!temporary_.empty())
+        File::DeleteFileA(temporary_);
+}
+
+void OutputTarget::Commit()
+{
+    aboutFile("cannot write", shownName_, [&] {
+        stream_->Flush();
+        stream_.reset();
+        StreamBase::Exception late;
+        if (StreamBase::TakeLateFailure(late))
+            throw late;
+    });
+    if (temporary_.empty())
+        return;
+    // Both names hold only characters the ANSI code page has: fileName() made sure.
+    if (!MoveFileExA(temporary_.SystemMultibyte().c_str(), target_.SystemMultibyte().c_str(),
+                     MOVEFILE_REPLACE_EXISTING))
+        throw Failure("cannot replace '" + shownName_ + "': " + systemText(GetLastError()));
+    temporary_.clear();
 }
 
 int readPiece(InputStream &stream, char *buffer, int count)
@@ -83,17 +118,17 @@ int readPiece(InputStream &stream, char *buffer, int count)
     }
 }
 
-Progress::Progress(const std::string &name, unsigned long long total)
-    : name_(name), total_(total), done_(0), shown_(-1), active_(false)
+Progress::Progress(const std::string &name, unsigned long long total, bool quiet)
+    : name_(name), total_(total), done_(0), shown_(-1), active_(false), start_(GetTickCount())
 {
     DWORD mode;
-    active_ = total >= (16ull << 20) && GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode);
+    active_ = !quiet && total >= (16ull << 20) && GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode);
 }
 
 Progress::~Progress()
 {
     if (active_ && shown_ >= 0)
-        std::fprintf(stderr, "\r%*s\r", static_cast<int>(name_.size()) + 32, "");
+        std::fprintf(stderr, "\r%*s\r", static_cast<int>(name_.size()) + 60, "");
 }
 
 void Progress::Add(unsigned long long bytes)
@@ -105,9 +140,12 @@ void Progress::Add(unsigned long long bytes)
     if (percent == shown_)
         return;
     shown_ = percent;
-    std::fprintf(stderr, "\r%s: %d%% (%llu of %llu MiB)", name_.c_str(), percent, done_ >> 20, total_ >> 20);
+    double seconds = (GetTickCount() - start_) / 1000.0;
+    double rate = seconds > 0 ? done_ / seconds : 0;
+    double left = rate > 0 && total_ > done_ ? (total_ - done_) / rate : 0;
+    std::fprintf(stderr, "\r%s: %d%% %llu of %llu MiB, %.0f MiB/s, %.0f s left   ", name_.c_str(), percent,
+                 done_ >> 20, total_ >> 20, rate / (1 << 20), left);
     std::fflush(stderr);
 }
-
 
 }  // namespace qvtool

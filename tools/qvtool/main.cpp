@@ -2,14 +2,15 @@
 
 #include "Command.h"
 
+#include <shellapi.h>
+
 #include <cstdio>
-#include <exception>
+#include <map>
+#include <memory>
 
 using namespace qvtool;
 
 namespace {
-
-// --- version -----------------------------------------------------------------------------
 
 // The file version recorded in qvcore.dll's version resource, as "a.b.c.d".
 std::string libraryVersion()
@@ -32,46 +33,107 @@ std::string libraryVersion()
     return text;
 }
 
-int runVersion(const Args &)
+// The command line as the system keeps it (wide), in UTF-8: no name is turned into another by
+// the ANSI code page on the way in.
+std::vector<std::string> utf8Arguments()
 {
-    std::printf("qvtool, qvcore.dll %s (%s)\n", libraryVersion().c_str(), sizeof(void *) == 8 ? "x86_64" : "i686");
-    return 0;
+    int count = 0;
+    std::vector<std::string> arguments;
+    LPWSTR *wide = CommandLineToArgvW(GetCommandLineW(), &count);
+    for (int i = 1; wide && i < count; ++i)
+        arguments.push_back(String(wide[i]).Utf8());
+    LocalFree(wide);
+    return arguments;
 }
 
-int runHelp(const Args &)
-{
-    std::printf("qvtool: the QvCore library's facilities on the command line.\n\nUsage:\n");
-    for (const Command &command : commands())
-        std::printf("  %-44s %s\n", command.usage, command.summary);
-    std::printf("\nCommands that read a FILE use the sample text built into qvtool when none is named.\n");
-    return 0;
-}
+const char kFooter[] =
+    "FILE arguments: '-' is standard input or output. Exit codes: 0 success, 1 failure at run "
+    "time, 2 usage error.\nRun 'qvtool help COMMAND' or 'qvtool COMMAND --help' for a command's options.";
 
-const CommandRegistration help({"--help", "qvtool --help", "this text", runHelp});
-const CommandRegistration version({"--version", "qvtool --version", "the version of qvcore.dll in use", runVersion});
+// Standard output is written through the C runtime's buffer: a write to a full device or a
+// closed pipe shows only when it is flushed.
+int checkedStandardOutput(const std::string &command, int status)
+{
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout))
+        return status;
+    DWORD code = GetLastError();
+    return fail(command + ": cannot write standard output: " +
+                (code ? systemText(code) : std::string("write failed")));
+}
 
 }  // namespace
 
-int main(int argc, char **argv)
+int main()
 {
-    if (argc < 2) {
-        runHelp({});
+    CLI::App app("qvtool: the QvCore library's facilities on the command line.", "qvtool");
+    app.footer(kFooter);
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app.set_version_flag("--version", "qvtool, qvcore.dll " + libraryVersion() + " (" +
+                                          (sizeof(void *) == 8 ? "x86_64" : "i686") + ")");
+    app.require_subcommand(0, 1);
+    // "/tmp/x" is a path (Wine takes Unix paths), never an option.
+    app.allow_windows_style_options(false);
+
+    std::map<CLI::App *, Runner> runners;
+    for (const Command &command : commands()) {
+        CLI::App *sub = app.add_subcommand(command.name, command.summary);
+        sub->group("Commands");
+        sub->footer(kFooter);
+        runners[sub] = command.define(*sub);
+    }
+    std::string helpFor;
+    CLI::App *help = app.add_subcommand("help", "the commands, or the options of one COMMAND");
+    help->group("Commands");
+    help->add_option("COMMAND", helpFor, "the command to describe");
+
+    std::vector<std::string> arguments = utf8Arguments();
+    std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());  // the parser's order
+    try {
+        app.parse(reversed);
+    } catch (const CLI::CallForHelp &) {
+        std::printf("%s", app.help().c_str());
+        return checkedStandardOutput("help", 0);
+    } catch (const CLI::CallForAllHelp &) {
+        std::printf("%s", app.help("", CLI::AppFormatMode::All).c_str());
+        return checkedStandardOutput("help", 0);
+    } catch (const CLI::CallForVersion &e) {
+        std::printf("%s\n", e.what());
+        return checkedStandardOutput("--version", 0);
+    } catch (const CLI::ParseError &e) {
+        std::string where = app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name();
+        std::fprintf(stderr, "qvtool: %s%s%s\nRun 'qvtool %s%s--help' for usage.\n", where.c_str(),
+                     where.empty() ? "" : ": ", e.what(), where.c_str(), where.empty() ? "" : " ");
         return 2;
     }
-    std::string name = argv[1];
-    if (name == "-h" || name == "help")
-        name = "--help";
-    Args args(argv + 2, argv + argc);
-    for (const Command &command : commands()) {
-        if (name == command.name) {
-            // The one error boundary of the tool: whatever a command lets escape, of any
-            // family the library throws, is reported in one voice with exit code 1.
-            try {
-                return command.run(args);
-            } catch (...) {
-                return fail(std::string(command.name) + ": " + describeCurrentException());
+
+    if (app.get_subcommands().empty()) {
+        std::fprintf(stderr, "qvtool: no command given\nRun 'qvtool --help' for the commands.\n");
+        return 2;
+    }
+    if (help->parsed()) {
+        if (helpFor.empty()) {
+            std::printf("%s", app.help().c_str());
+            return checkedStandardOutput("help", 0);
+        }
+        for (const auto &entry : runners) {
+            if (entry.first->get_name() == helpFor) {
+                std::printf("%s", entry.first->help("qvtool").c_str());
+                return checkedStandardOutput("help", 0);
             }
         }
+        std::fprintf(stderr, "qvtool: help: no command '%s'\nRun 'qvtool --help' for the commands.\n",
+                     shown(helpFor).c_str());
+        return 2;
     }
-    return fail("unknown command '" + name + "' (qvtool --help lists the commands)");
+
+    CLI::App *chosen = app.get_subcommands().front();
+    // The one error boundary of the tool: whatever a command lets escape, of any family the
+    // library throws, is reported in one voice with exit code 1.
+    int status;
+    try {
+        status = runners[chosen]();
+    } catch (...) {
+        status = fail(chosen->get_name() + ": " + describeCurrentException());
+    }
+    return checkedStandardOutput(chosen->get_name(), status);
 }
