@@ -65,6 +65,9 @@ ROWS = [
     ("md5 of a file and a missing one", ["md5", D + "old.bin", D + "absent.txt"], b"", 1,
      ["\\old.bin"], ["cannot open '", "absent.txt': {missing}"], {}, {}),
     ("md5 to a full device", ["md5"], b"abc", 1, [], ["cannot write standard output"], {}, {"full": True}),
+    # A name the ANSI code page cannot hold is said to be one, never turned into "?.txt".
+    ("md5 of a name outside the ANSI code page", ["md5", D + "\u4e00.txt"], b"", 1, [],
+     ["the name holds characters that the ANSI code page"], {}, {}),
     # now, du, sysinfo, ls
     ("now", ["now"], b"", 0, ["time (UTC):", "UTC bias:"], [], {}, {}),
     ("now takes no operands", ["now", "later"], b"", 2, [], ["later"], {}, {}),

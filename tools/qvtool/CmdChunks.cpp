@@ -11,7 +11,7 @@ namespace {
 
 // Inputs pass through in windows of this many bytes, each appended to a vector of its own, so
 // that memory stays bounded whatever the input's size.
-const std::size_t kWindow = 16u << 20;
+const std::size_t kWindow = 2u << 20;
 
 struct ChunksOptions {
     int piece = 1000;
@@ -101,8 +101,8 @@ Runner defineChunks(CLI::App &command)
     command.add_option("--piece", options->piece, "bytes per append (default 1000)")
         ->check(CLI::Range(1, 0x7FFFFFFF));
     command.add_option("FILE", options->files,
-                       "files to append ('-': standard input; none: the embedded sample). Inputs beyond 16 MiB "
-                       "are taken in 16 MiB windows, each appended to a vector of its own");
+                       "files to append ('-': standard input; none: the embedded sample). Inputs beyond 2 MiB are "
+                       "taken in 2 MiB windows, each appended to a vector of its own");
     addQuiet(command, options->quiet);
     return [options] { return runChunks(*options); };
 }

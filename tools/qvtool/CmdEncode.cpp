@@ -171,6 +171,8 @@ private:
 // ignoreGarbage, skipped as base64(1) does; text that stops inside a group of four is an error
 // too. The decoder alone would take such input silently.
 class Base64Guard : public InputStream {
+    static const int kGuardPiece = 1 << 20;
+
 public:
     Base64Guard(InputStream &source, bool ignoreGarbage) : InputStream(&source), ignoreGarbage_(ignoreGarbage) {}
 
@@ -186,21 +188,21 @@ public:
     {
         if (count < 1)
             return 0;
-        while (at_ == held_.size())
+        while (at_ == size_)
             Fill();
-        int n = static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(count), held_.size() - at_));
-        std::memcpy(buffer, held_.data() + at_, static_cast<std::size_t>(n));
+        int n = static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(count), size_ - at_));
+        std::memcpy(buffer, held_.get() + at_, static_cast<std::size_t>(n));
         at_ += static_cast<std::size_t>(n);
         return n;
     }
     int Peek(const char *&data) override
     {
-        data = held_.data() + at_;
-        return static_cast<int>(held_.size() - at_);
+        data = held_.get() + at_;
+        return static_cast<int>(size_ - at_);
     }
     void Skip(int count) override
     {
-        if (count > static_cast<int>(held_.size() - at_)) {
+        if (count > static_cast<int>(size_ - at_)) {
             std::vector<char> scratch(static_cast<std::size_t>(count));
             Read(scratch.data(), count);
             return;
@@ -209,12 +211,44 @@ public:
     }
 
 private:
+    // What each byte is to Base64 text: 0 garbage, 1 a letter of the alphabet, 2 "=", 3 a line
+    // break.
+    static const unsigned char *Classes()
+    {
+        static unsigned char classes[256] = {};
+        static bool made = false;
+        if (!made) {
+            for (int c = 0; c < 256; ++c) {
+                bool letter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+                              c == '+' || c == '/';
+                classes[c] = letter ? 1 : c == '=' ? 2 : (c == '\r' || c == '\n') ? 3 : 0;
+            }
+            made = true;
+        }
+        return classes;
+    }
+
+    // A byte the fast loops do not let through by themselves: the padding, text after it, or
+    // garbage (which only gets here when it is not ignored).
+    void CheckSlow(unsigned char c, unsigned char kind, int i, bool &padded)
+    {
+        if (kind == 2) {
+            padded = true;
+            return;
+        }
+        if (kind == 1)
+            ThrowMalformedData(String::FromLatin1("Base64 text after the padding, at byte " +
+                                                  std::to_string(offset_ + static_cast<unsigned>(i))));
+        char hex[8];
+        std::snprintf(hex, sizeof hex, "0x%02X", c);
+        ThrowMalformedData(String::FromLatin1(std::string("a character outside the Base64 alphabet (") + hex +
+                                              ") at byte " + std::to_string(offset_ + static_cast<unsigned>(i))));
+    }
+
     void Fill()
     {
-        held_.clear();
-        at_ = 0;
-        char piece[65536];
-        int got = readPiece(*source, piece, sizeof piece);
+        at_ = size_ = 0;
+        int got = readPiece(*source, held_.get(), kGuardPiece);
         if (got == 0) {
             if (symbols_ % 4 != 0)
                 ThrowMalformedData(String::FromLatin1("the Base64 text is cut short: " + std::to_string(symbols_ % 4) +
@@ -222,30 +256,53 @@ private:
                                                       std::to_string(offset_)));
             ThrowEndOfData(String(L"Read beyond end of file"));
         }
-        for (int i = 0; i < got; ++i, ++offset_) {
-            unsigned char c = static_cast<unsigned char>(piece[i]);
-            bool letter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
-                          c == '/';
-            if (c == '\r' || c == '\n') {
-                held_.push_back(static_cast<char>(c));
-            } else if (letter || c == '=') {
-                if (letter && padded_)
-                    ThrowMalformedData(String::FromLatin1("Base64 text after the padding, at byte " +
-                                                          std::to_string(offset_)));
-                padded_ = padded_ || c == '=';
-                ++symbols_;
-                held_.push_back(static_cast<char>(c));
-            } else if (!ignoreGarbage_) {
-                char hex[8];
-                std::snprintf(hex, sizeof hex, "0x%02X", c);
-                ThrowMalformedData(String::FromLatin1(std::string("a character outside the Base64 alphabet (") + hex +
-                                                      ") at byte " + std::to_string(offset_)));
+        // Checked, and filtered in place: what is let through is never longer than what came.
+        // The counters live in locals: the stores through a char pointer could otherwise
+        // change any member, which the compiler would then read again for every byte.
+        const unsigned char *classes = Classes();
+        const unsigned char *in = reinterpret_cast<const unsigned char *>(held_.get());
+        char *kept = held_.get();
+        std::size_t count = 0;
+        unsigned long long symbols = symbols_;
+        bool padded = padded_;
+        if (!ignoreGarbage_) {
+            // Nothing is dropped: a read-only check that counts the symbols, with no copy.
+            for (int i = 0; i < got; ++i) {
+                unsigned char kind = classes[in[i]];
+                if (kind == 1 && !padded) {
+                    ++symbols;
+                } else if (kind != 3) {
+                    CheckSlow(in[i], kind, i, padded);
+                    ++symbols;
+                }
+            }
+            count = static_cast<std::size_t>(got);
+        } else {
+            for (int i = 0; i < got; ++i) {
+                unsigned char c = in[i];
+                unsigned char kind = classes[c];
+                if (kind == 0)
+                    continue;
+                if (kind == 1 && !padded) {
+                    ++symbols;
+                } else if (kind != 3) {
+                    CheckSlow(c, kind, i, padded);
+                    ++symbols;
+                }
+                kept[count++] = static_cast<char>(c);
             }
         }
+        symbols_ = symbols;
+        padded_ = padded;
+        offset_ += static_cast<unsigned long long>(got);
+        size_ = count;
     }
 
     bool ignoreGarbage_;
-    std::vector<char> held_;
+    // held_[at_, size_) is what the guard holds; the buffer is allocated once, and never
+    // cleared, since a read may bring far less than it holds.
+    std::unique_ptr<char[]> held_{new char[kGuardPiece]};
+    std::size_t size_ = 0;
     std::size_t at_ = 0;
     unsigned long long offset_ = 0, symbols_ = 0;
     bool padded_ = false;
