@@ -25,12 +25,14 @@ String suffixed(const String &key, const wchar_t *suffix)
     return key + String(suffix);
 }
 
-// The stored file name for the narrow profile functions; empty when the ANSI code page cannot
-// hold it exactly, which the functions then treat as a file that does not exist.
+// The stored file name for the narrow profile functions, made full: they look for a bare or
+// relative name in the Windows folder, not where File (and the caller) found it. Empty when
+// the ANSI code page cannot hold it exactly, which the functions then treat as a file that
+// does not exist.
 std::string narrowFileName(const String &fileName)
 {
     std::string narrow;
-    SystemText::EncodePath(fileName, narrow);
+    SystemText::EncodePath(File::GetFullPath(fileName), narrow);
     return narrow;
 }
 

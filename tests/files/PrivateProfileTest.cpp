@@ -135,6 +135,18 @@ TEST_F(PrivateProfileTest, HandWrittenFilesAreReadWithCommentsSpacesAndEitherLin
     Profile profile = newProfile();
     profile->Load(path(L"hand.ini"));
     EXPECT_EQ("[General]Name=caf\xc3\xa9;[Unix]A=1;B=two words;", dump(*profile));
+
+    // A relative name means the current folder, as it does for File: the system's profile
+    // functions alone would look in the Windows folder.
+    enter();
+    Profile relative = newProfile();
+    relative->Load(String(L"hand.ini"));
+    EXPECT_EQ(dump(*profile), dump(*relative));
+    relative->SetValue(String(L"Unix"), String(L"C"), String(L"3"));
+    relative->Save(String(L"saved.ini"));
+    Profile back = newProfile();
+    back->Load(path(L"saved.ini"));
+    EXPECT_EQ("[General]Name=caf\xc3\xa9;[Unix]A=1;B=two words;C=3;", dump(*back));
 }
 
 TEST_F(PrivateProfileTest, SignatureMismatchesAndMissingFilesThrowAndChangeNothing)
