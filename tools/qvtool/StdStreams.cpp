@@ -91,8 +91,9 @@ OutputTarget::~OutputTarget()
 
 void OutputTarget::Commit()
 {
+    // Closing is enough: the file streams write through at once. Forcing the bytes to the disk
+    // (Flush) before the rename would cost a second per gigabyte.
     aboutFile("cannot write", shownName_, [&] {
-        stream_->Flush();
         stream_.reset();
         StreamBase::Exception late;
         if (StreamBase::TakeLateFailure(late))

@@ -49,7 +49,7 @@ public:
     OutputTarget &operator=(const OutputTarget &) = delete;
 
     OutputStream &Stream() { return *stream_; }
-    /// Flushes and closes the stream, then renames the temporary file over the named one.
+    /// Closes the stream, then renames the temporary file over the named one.
     /// Throws Failure naming the file when any of it fails.
     void Commit();
     /// The name for messages.
