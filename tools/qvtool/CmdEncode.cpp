@@ -211,36 +211,29 @@ public:
     }
 
 private:
-    // What each byte is to Base64 text: 0 garbage, 1 a letter of the alphabet, 2 "=", 3 a line
-    // break.
-    static const unsigned char *Classes()
-    {
-        static unsigned char classes[256] = {};
-        static bool made = false;
-        if (!made) {
+    // What each byte is to Base64 text, as two tables made once: its class (0 garbage, 1 a
+    // letter of the alphabet, 2 "=", 3 a line break) and its weight for the plain-text test
+    // (a letter 0, a line break 1, anything else 2).
+    struct Tables {
+        unsigned char classes[256];
+        unsigned char weights[256];
+        Tables()
+        {
             for (int c = 0; c < 256; ++c) {
                 bool letter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
                               c == '+' || c == '/';
                 classes[c] = letter ? 1 : c == '=' ? 2 : (c == '\r' || c == '\n') ? 3 : 0;
-            }
-            made = true;
-        }
-        return classes;
-    }
-
-    // The weight of each byte for the plain-text test: a letter 0, a line break 1, other 2.
-    static const unsigned char *Weights()
-    {
-        static unsigned char weights[256];
-        static bool made = false;
-        if (!made) {
-            const unsigned char *classes = Classes();
-            for (int c = 0; c < 256; ++c)
                 weights[c] = classes[c] == 1 ? 0 : classes[c] == 3 ? 1 : 2;
-            made = true;
+            }
         }
-        return weights;
+    };
+    static const Tables &tables()
+    {
+        static const Tables made;
+        return made;
     }
+    static const unsigned char *Classes() { return tables().classes; }
+    static const unsigned char *Weights() { return tables().weights; }
 
     // A byte the fast loops do not let through by themselves: the padding, text after it, or
     // garbage (which only gets here when it is not ignored).

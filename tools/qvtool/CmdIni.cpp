@@ -1,4 +1,5 @@
 #include "Command.h"
+#include "StdStreams.h"
 
 #include <cstdio>
 #include <memory>
@@ -65,11 +66,11 @@ void saveInPlace(IPrivateProfile &profile, const String &file)
         File::DeleteFileA(temp);
         throw;
     }
-    // Both names hold only characters the ANSI code page has: fileName() made sure.
-    if (!MoveFileExA(temp.SystemMultibyte().c_str(), file.SystemMultibyte().c_str(), MOVEFILE_REPLACE_EXISTING)) {
-        DWORD code = GetLastError();
+    try {
+        replaceFile(temp, file, file.SystemMultibyte());
+    } catch (...) {
         File::DeleteFileA(temp);
-        throw Failure("cannot replace '" + file.SystemMultibyte() + "': " + systemText(code));
+        throw;
     }
     profile.SetFileName(file);
 }

@@ -101,11 +101,15 @@ void OutputTarget::Commit()
     });
     if (temporary_.empty())
         return;
-    // Both names hold only characters the ANSI code page has: fileName() made sure.
-    if (!MoveFileExA(temporary_.SystemMultibyte().c_str(), target_.SystemMultibyte().c_str(),
-                     MOVEFILE_REPLACE_EXISTING))
-        throw Failure("cannot replace '" + shownName_ + "': " + systemText(GetLastError()));
+    replaceFile(temporary_, target_, shownName_);
     temporary_.clear();
+}
+
+void replaceFile(const String &temporary, const String &target, const std::string &shownName)
+{
+    // Both names hold only characters the ANSI code page has: fileName() made sure.
+    if (!MoveFileExA(temporary.SystemMultibyte().c_str(), target.SystemMultibyte().c_str(), MOVEFILE_REPLACE_EXISTING))
+        throw Failure("cannot replace '" + shownName + "': " + systemText(GetLastError()));
 }
 
 int readPiece(InputStream &stream, char *buffer, int count)

@@ -61,6 +61,10 @@ private:
     std::unique_ptr<OutputStream> stream_;
 };
 
+/// Renames temporary over target (both names from fileName()); Failure naming shownName when
+/// the system refuses.
+void replaceFile(const String &temporary, const String &target, const std::string &shownName);
+
 /// Up to count bytes from stream (ReadSome); 0 at the end of its data.
 int readPiece(InputStream &stream, char *buffer, int count);
 
