@@ -47,8 +47,11 @@ for package in $(apt-cache depends --recurse --no-recommends --no-suggests --no-
     [ -n "$have" ] || continue
     want=$(apt-cache policy "$package:i386" 2>/dev/null | sed -n 's/^ *Candidate: //p')
     [ -n "$want" ] && [ "$want" != "(none)" ] && [ "$want" != "$have" ] || continue
+    # Only "Multi-Arch: same" packages share files between the architectures; any other
+    # (libcap2-bin, say) conflicts with its other-architecture self and needs no match.
+    apt-cache show "$package:i386" 2>/dev/null | grep -qx 'Multi-Arch: same' || continue
     if apt-cache madison "$package" 2>/dev/null | grep -q "| $want | .*amd64 Packages"; then
-        echo "setup: $package: amd64 $have has no i386 build; using $want for both" >&2
+        echo "setup: $package: amd64 $have differs from the i386 candidate; using $want for both" >&2
         pins="$pins $package:amd64=$want $package:i386=$want"
     fi
 done
