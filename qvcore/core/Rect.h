@@ -80,6 +80,9 @@ public:
     using CoordinatePair::CoordinatePair;
 };
 
+/// @cond implementation
+// Which system fields hold the pair (the reference generator cannot match these explicit
+// specializations to their declaration, so it skips them).
 template <>
 inline void CoordinatePair<Point, tagPOINT, tagSIZE>::set(LONG first, LONG second)
 {
@@ -93,6 +96,7 @@ inline void CoordinatePair<Size, tagSIZE, tagPOINT>::set(LONG first, LONG second
     cx = first;
     cy = second;
 }
+/// @endcond
 
 /// A rectangle: left and top inclusive, right and bottom exclusive. Most operations are the
 /// system's rectangle functions.

@@ -1,0 +1,61 @@
+#!/bin/sh
+# Checks the SDK of a build tree as a client sees it: installs the tree, packs its zip, builds
+# every example in examples/ against the installed package with find_package(QvCore), and runs
+# each under Wine, comparing its standard output with the example's expected.txt.
+# Usage: check-examples.sh BUILD_DIR
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=$(cd "$1" && pwd)
+arch=$(cat "$build/wine-arch")
+sdk="$build/sdk"
+examples="$build/examples"
+status=0
+quietly() {  # runs a command, showing its output only when it fails
+    out=$("$@" 2>&1) || { printf '%s\n' "$out"; return 1; }
+}
+
+rm -rf "$sdk"
+quietly cmake --install "$build" --prefix "$sdk"
+for file in bin/qvcore.dll bin/qvtool.exe bin/libstdc++-6.dll bin/libwinpthread-1.dll lib/libqvcore.dll.a \
+            include/qvcore/QvCore.h lib/cmake/QvCore/QvCoreConfig.cmake lib/cmake/QvCore/QvCoreConfigVersion.cmake; do
+    [ -f "$sdk/$file" ] || { echo "the install tree lacks $file"; status=1; }
+done
+if [ -d "$sdk/include/qvcore/internal" ]; then
+    echo "the install tree carries the library's internal headers"
+    status=1
+fi
+
+(cd "$build" && quietly cpack -G ZIP)
+zip=$(ls "$build"/QvCore-*.zip)
+python3 - "$zip" <<'PY' || status=1
+import sys, zipfile
+names = zipfile.ZipFile(sys.argv[1]).namelist()
+top = names[0].split("/")[0]
+for want in ("bin/qvcore.dll", "lib/libqvcore.dll.a", "include/qvcore/QvCore.h", "lib/cmake/QvCore/QvCoreConfig.cmake"):
+    if f"{top}/{want}" not in names:
+        print(f"{sys.argv[1]} lacks {want}")
+        sys.exit(1)
+print(f"{sys.argv[1].rsplit('/', 1)[-1]}: {len(names)} entries")
+PY
+
+rm -rf "$examples"
+quietly cmake -S "$root/examples" -B "$examples" -G Ninja \
+        -DCMAKE_TOOLCHAIN_FILE="$sdk/lib/cmake/QvCore/toolchain-$arch.cmake" -DCMAKE_PREFIX_PATH="$sdk"
+quietly cmake --build "$examples"
+
+for expected in "$root"/examples/*/expected.txt; do
+    name=$(basename "$(dirname "$expected")")
+    exe="$examples/$name/$name.exe"
+    work="$examples/$name/run"
+    mkdir -p "$work"
+    if ! actual=$(cd "$work" && "$root/tools/wine/wine-run.sh" "$build" "$exe" 2>"$work/stderr" | tr -d '\r'); then
+        echo "example $name failed:"; cat "$work/stderr"; status=1
+        continue
+    fi
+    if [ "$actual" = "$(cat "$expected")" ]; then
+        echo "example $name: as expected"
+    else
+        echo "example $name printed:"; printf '%s\n' "$actual" | diff "$expected" - || true; status=1
+    fi
+done
+exit $status
