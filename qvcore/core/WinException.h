@@ -15,11 +15,11 @@ typedef void(__cdecl *QvSETranslatorFunction)(unsigned int code, EXCEPTION_POINT
 
 /// Installs translator for the calling thread and returns the one it replaces (null: none).
 /// Null uninstalls. While a translator is installed, hardware faults and system errors raised on
-/// the thread (codes 0x80000002 to 0x80000004 and every system-defined code of error severity,
-/// 0xC0000000 to 0xDFFFFFFF) go to it before any other handler, unless they arise inside a frame
-/// that registered its own exception handler after the translator was set (system code that
-/// probes memory, for instance), which then keeps them; C++ exceptions, debugger and
-/// informational codes and application-defined codes are never translated.
+/// the thread (codes 0x80000002 to 0x80000004 and every code of error severity, 0xC0000000 to
+/// 0xFFFFFFFF, the system's and applications' own) go to it before any other handler, unless
+/// they arise inside a frame that registered its own exception handler after the translator was
+/// set (system code that probes memory, for instance), which then keeps them; C++ exceptions
+/// (g++'s, and MSVC's 0xE06D7363), debugger and informational codes are never translated.
 QVCORE_API QvSETranslatorFunction QvSetSETranslator(QvSETranslatorFunction translator);
 
 /// A Win32 error code with its system text. Thrown by value, caught by reference.
