@@ -16,6 +16,7 @@
 #include "qvcore/files/FileData.h"
 #include "qvcore/files/PrivateProfile.h"
 
+#include "qvcore/runtime/Application.h"
 #include "qvcore/runtime/LogFile.h"
 #include "qvcore/runtime/ModuleBase.h"
 #include "qvcore/runtime/QvUnknown.h"

@@ -54,3 +54,8 @@ convertSample() {
 }
 convertSample --from utf-8 --to utf-16le --info
 convertSample --from utf-8 --to 1252 --info
+# Applications: how an application built on the library reads its command line (options begin
+# with '-' or '/'), every module loaded in qvtool's process, and a library's version resource.
+qvtool args /regserver -UNREGSERVER file.txt other.txt -
+qvtool modules
+qvtool version bin/qvcore.dll

@@ -122,6 +122,14 @@ struct LocalMemoryTraits {
 };
 typedef ScopedHandle<LocalMemoryTraits> ScopedLocalMemory;
 
+/// Memory from GlobalAlloc (dialog templates, the buffers under the system's memory streams).
+struct GlobalMemoryTraits {
+    typedef HGLOBAL Handle;
+    static Handle Invalid() { return nullptr; }
+    static void Close(Handle handle) { GlobalFree(handle); }
+};
+typedef ScopedHandle<GlobalMemoryTraits> ScopedGlobalMemory;
+
 template <class Interface>
 struct ComPointerTraits {
     typedef Interface *Handle;

@@ -48,6 +48,7 @@ def prepare(folder):
 
 
 D = "{dir}\\"
+BIN = windows(os.path.dirname(os.path.abspath(qvtool))) + "\\"  # the folder of qvtool.exe and qvcore.dll
 # name, arguments, standard input, exit code, stdout fragments, stderr fragments, files' fragments, options
 ROWS = [
     # Help, version and usage errors, the same for every command.
@@ -161,6 +162,22 @@ ROWS = [
      ["warning:", "no section was read", "left unchanged"], {"many.ini": [b"[Section10000]"]}, {}),
     ("ini to a full device", ["ini", D + "settings.ini", "list"], b"", 1, [], ["cannot write standard output"], {},
      {"full": True}),
+    # args, modules, version: the application and module classes
+    ("args: options, the document path, both flags", ["args", "/regserver", "-UNREGSERVER", "file.txt", "other.txt", "-"],
+     b"", 0, ["option    'regserver'", "option    'UNREGSERVER'", "argument  'file.txt' (the document path)",
+              "'other.txt' (ignored", "option    ''", "document path: file.txt", "registering:   yes",
+              "unregistering: yes"], [], {}, {}),
+    ("args without arguments", ["args"], b"", 0, ["document path: \r\nregistering:   no\r\nunregistering: no"], [],
+     {}, {}),
+    ("modules lists qvcore.dll with its version", ["modules"], b"", 0,
+     ["Address     Version                  Module name", "1.0.0.0                  " + BIN + "qvcore.dll"], [], {},
+     {}),
+    ("modules to a full device", ["modules"], b"", 1, [], ["cannot write standard output"], {}, {"full": True}),
+    ("version of qvcore.dll", ["version", BIN + "qvcore.dll"], b"", 0,
+     ["file version:    1.0.0.0", "product version: 1.0.0.0"], [], {}, {}),
+    ("version of a file without one", ["version", D + "old.bin"], b"", 1, [], ["has no version information"], {}, {}),
+    ("version of a missing file", ["version", D + "absent.dll"], b"", 1, [], ["absent.dll': {missing}"], {}, {}),
+    ("version needs a file", ["version"], b"", 2, [], ["FILE"], {}, {}),
 ]
 
 

@@ -116,4 +116,10 @@ void addQuiet(CLI::App &command, bool &quiet)
     command.add_flag("-q,--quiet", quiet, "show no progress on the error stream");
 }
 
+std::string versionText(unsigned long high, unsigned long low)
+{
+    return std::to_string(HIWORD(high)) + "." + std::to_string(LOWORD(high)) + "." + std::to_string(HIWORD(low)) + "." +
+           std::to_string(LOWORD(low));
+}
+
 }  // namespace qvtool

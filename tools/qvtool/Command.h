@@ -86,6 +86,12 @@ std::string sampleBytes();
 /// Adds the --quiet flag that silences progress on the error stream.
 void addQuiet(CLI::App &command, bool &quiet);
 
+/// "a.b.c.d" of a version's high and low halves.
+std::string versionText(unsigned long high, unsigned long low);
+
+/// The running qvtool application.
+const ApplicationBase &application();
+
 }  // namespace qvtool
 
 #endif

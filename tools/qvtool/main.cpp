@@ -15,22 +15,10 @@ namespace {
 // The file version recorded in qvcore.dll's version resource, as "a.b.c.d".
 std::string libraryVersion()
 {
-    char path[MAX_PATH];
-    HMODULE module = GetModuleHandleA("qvcore.dll");
-    if (!module || !GetModuleFileNameA(module, path, sizeof path))
+    ModuleVersion version = ModuleBase::GetModuleVersion(GetModuleHandleA("qvcore.dll"));
+    if (!version.fileHigh && !version.fileLow)
         return "unknown";
-    DWORD ignored = 0;
-    DWORD size = GetFileVersionInfoSizeA(path, &ignored);
-    std::vector<char> info(size ? size : 1);
-    VS_FIXEDFILEINFO *fixed = nullptr;
-    UINT fixedSize = 0;
-    if (!size || !GetFileVersionInfoA(path, 0, size, info.data()) ||
-        !VerQueryValueA(info.data(), "\\", reinterpret_cast<void **>(&fixed), &fixedSize) || !fixed)
-        return "unknown";
-    char text[64];
-    std::snprintf(text, sizeof text, "%u.%u.%u.%u", HIWORD(fixed->dwFileVersionMS), LOWORD(fixed->dwFileVersionMS),
-                  HIWORD(fixed->dwFileVersionLS), LOWORD(fixed->dwFileVersionLS));
-    return text;
+    return versionText(version.fileHigh, version.fileLow);
 }
 
 // The command line as the system keeps it (wide), in UTF-8: no name is turned into another by
@@ -63,7 +51,9 @@ int checkedStandardOutput(const std::string &command, int status)
 
 }  // namespace
 
-int main()
+namespace {
+
+int runCommandLine()
 {
     CLI::App app("qvtool: the QvCore library's facilities on the command line.", "qvtool");
     app.footer(kFooter);
@@ -136,4 +126,27 @@ int main()
         status = fail(chosen->get_name() + ": " + describeCurrentException());
     }
     return checkedStandardOutput(chosen->get_name(), status);
+}
+
+// qvtool is an application of the library like any other: its module is initialised (and its
+// language file chosen) through the console application's run.
+class Tool : public ConsoleApplication {
+protected:
+    void Execute() override { SetExitCode(runCommandLine()); }
+};
+
+Tool *runningTool = nullptr;
+
+}  // namespace
+
+const ApplicationBase &qvtool::application()
+{
+    return *runningTool;
+}
+
+int main()
+{
+    Tool tool;
+    runningTool = &tool;
+    return tool.Run(GetModuleHandleA(nullptr));
 }
