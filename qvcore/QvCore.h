@@ -14,6 +14,7 @@
 
 #include "qvcore/files/File.h"
 #include "qvcore/files/FileData.h"
+#include "qvcore/files/MemoryMappedFile.h"
 #include "qvcore/files/PrivateProfile.h"
 
 #include "qvcore/runtime/LogFile.h"
