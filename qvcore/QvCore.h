@@ -17,6 +17,8 @@
 #include "qvcore/files/MemoryMappedFile.h"
 #include "qvcore/files/PrivateProfile.h"
 
+#include "qvcore/graphics/HSBColor.h"
+
 #include "qvcore/runtime/LogFile.h"
 #include "qvcore/runtime/ModuleBase.h"
 #include "qvcore/runtime/QvUnknown.h"
