@@ -18,6 +18,7 @@
 #include "qvcore/files/PrivateProfile.h"
 
 #include "qvcore/graphics/HSBColor.h"
+#include "qvcore/graphics/ImageList.h"
 
 #include "qvcore/runtime/LogFile.h"
 #include "qvcore/runtime/ModuleBase.h"
