@@ -14,7 +14,11 @@
 
 #include "qvcore/files/File.h"
 #include "qvcore/files/FileData.h"
+#include "qvcore/files/MemoryMappedFile.h"
 #include "qvcore/files/PrivateProfile.h"
+
+#include "qvcore/graphics/HSBColor.h"
+#include "qvcore/graphics/ImageList.h"
 
 #include "qvcore/runtime/Application.h"
 #include "qvcore/runtime/LogFile.h"

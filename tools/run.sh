@@ -59,3 +59,11 @@ convertSample --from utf-8 --to 1252 --info
 qvtool args /regserver -UNREGSERVER file.txt other.txt -
 qvtool modules
 qvtool version bin/qvcore.dll
+# Colours both ways, and a look inside a file through mapped views: the qvtool executable's
+# own header, then 32 bytes from 1 MiB into a sparse file of 5 GiB (only holes on the disk).
+qvtool color '#FF8000'
+qvtool color 0.5,1,1
+qvtool map bin/qvtool.exe 0 64
+python3 -c "f = open('sparse.bin', 'wb'); f.truncate(5 << 30); f.seek((4 << 30) + (1 << 20)); f.write(b'far beyond 4 GiB')"
+qvtool map sparse.bin 0x100100000 32
+rm -f sparse.bin

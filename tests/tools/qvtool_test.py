@@ -42,6 +42,12 @@ def prepare(folder):
     for name, data in [("cp1252.txt", b"caf\xe9 \x80"), ("sub/deep.ini", b"[A]\r\nb=c\r\n"), ("old.bin", b"OLD")]:
         with open(os.path.join(folder, name), "wb") as f:
             f.write(data)
+    open(os.path.join(folder, "empty.bin"), "wb").close()
+    # Sparse: 4 GiB of holes cost no disk space, and only the marker is written.
+    with open(os.path.join(folder, "sparse.bin"), "wb") as f:
+        f.truncate((1 << 32) + 64)
+        f.seek(1 << 32)
+        f.write(b"FAR!")
     with open(os.path.join(folder, "many.ini"), "w", newline="\r\n") as f:
         for i in range(3000):
             f.write(f"[Section{10000 + i}]\nk=v\n")
@@ -178,6 +184,30 @@ ROWS = [
     ("version of a file without one", ["version", D + "old.bin"], b"", 1, [], ["has no version information"], {}, {}),
     ("version of a missing file", ["version", D + "absent.dll"], b"", 1, [], ["absent.dll': {missing}"], {}, {}),
     ("version needs a file", ["version"], b"", 2, [], ["FILE"], {}, {}),
+    # color: either form in, both out.
+    ("color from #RRGGBB", ["color", "#00FF00"], b"", 0, ["#00FF00  hsb 0.3333333333,1,1  COLORREF 0x0000FF00"], [],
+     {}, {}),
+    ("color from RRGGBB", ["color", "ff8000"], b"", 0, ["#FF8000  hsb 0.08366013072,1,1  COLORREF 0x000080FF"], [],
+     {}, {}),
+    ("color from H,S,B with a wrapping hue", ["color", "1.5, 1, 1"], b"", 0, ["#00FFFF  hsb 1.5,1,1"], [], {}, {}),
+    ("color: truncated channels", ["color", "0.6666666667,1,0.192"], b"", 0, ["#000030"], [], {}, {}),
+    ("color: saturation beyond 1", ["color", "0.5,2,1"], b"", 2, [], ["neither #RRGGBB nor H,S,B"], {}, {}),
+    ("color: not a colour", ["color", "#12345"], b"", 2, [], ["neither #RRGGBB nor H,S,B"], {}, {}),
+    # map: hex dumps of ranges, beyond 4 GiB too (a sparse file).
+    ("map of a small file", ["map", D + "old.bin"], b"", 0, ["00000000  4f 4c 44", "  |OLD|"], [], {}, {}),
+    ("map of a range", ["map", D + "cp1252.txt", "1", "2"], b"", 0, ["00000001  61 66", "  |af|"], [], {}, {}),
+    ("map beyond 4 GiB", ["map", D + "sparse.bin", "0x100000000", "4"], b"", 0, ["100000000  46 41 52 21", "|FAR!|"],
+     [], {}, {}),
+    ("map over two lines", ["map", D + "settings.ini", "0", "0x14"], b"", 0,
+     ["00000000  3b 20 53 65 74 74 69 6e  67 73 20 6f 66 20 74 68  |; Settings of th|", "00000010  65 20 73 61",
+      "|e sa|"], [], {}, {}),
+    ("map: non-printing bytes as dots", ["map", D + "cp1252.txt"], b"", 0, ["63 61 66 e9 20 80", "|caf. .|"], [], {},
+     {}),
+    ("map of an empty file", ["map", D + "empty.bin"], b"", 0, [], [], {}, {}),
+    ("map beyond the end", ["map", D + "old.bin", "9"], b"", 1, [], ["offset 9 is beyond the end", "(3 bytes)"], {}, {}),
+    ("map of a missing file", ["map", D + "absent.bin"], b"", 1, [], ["cannot open '", "absent.bin': {missing}"], {},
+     {}),
+    ("map: a bad offset", ["map", D + "old.bin", "x1"], b"", 2, [], ["not a byte count"], {}, {}),
 ]
 
 
