@@ -31,4 +31,6 @@
 #include "qvcore/streams/MD5Sum.h"
 #include "qvcore/streams/StreamBase.h"
 
+#include "qvcore/xml/XMLParser.h"
+
 #endif
