@@ -47,6 +47,8 @@ typedef ScopedHandle<BstrTraits> Bstr;
 
 /// A new BSTR holding text; the COM failure E_OUTOFMEMORY when none can be allocated.
 Bstr MakeBstr(const String &text);
+/// The same for a zero-terminated text.
+Bstr MakeBstr(const wchar_t *text);
 /// The units of a BSTR (null: empty).
 inline String FromBstr(BSTR text)
 {

@@ -150,7 +150,7 @@ String XMLElement::GetText() const
 bool XMLElement::GetAttribute(const wchar_t *name, String &value, bool mustExist) const
 {
     IDispatch *element = checked(Get());
-    Bstr attribute = MakeBstr(String(name));
+    Bstr attribute = MakeBstr(name);
     Variant answer;
     if (Generation() == 4) {
         ComPtr<IXMLDOMElement> domElement;
@@ -162,18 +162,16 @@ bool XMLElement::GetAttribute(const wchar_t *name, String &value, bool mustExist
     // The newer parser answers a missing attribute with a null variant, the first generation
     // of some systems (Wine's) with an empty one.
     bool found = answer.vt != VT_NULL && answer.vt != VT_EMPTY;
-    String text;
     if (found && answer.vt != VT_BSTR)
         Check(VariantChangeType(&answer, &answer, 0, VT_BSTR));
-    if (found)
-        text = FromBstr(answer.bstrVal);
     // A mandatory attribute that is present but empty counts as missing: the suite's files use
     // empty values to mean "not set".
-    if (mustExist && text.empty())
+    if (mustExist && (!found || SysStringLen(answer.bstrVal) == 0))
         Throw(XMLException::DocumentError,
               String::FromFormat(units(L"attribute '%s' missing in <%s>"), name, GetName().c_str()));
     if (found)
-        value = text;
+        value.assign(reinterpret_cast<const unsigned short *>(answer.bstrVal ? answer.bstrVal : L""),
+                     SysStringLen(answer.bstrVal));
     return found;
 }
 
@@ -182,7 +180,7 @@ XMLElement XMLElement::GetChildElement(const wchar_t *name, bool mustExist) cons
     IDispatch *element = checked(Get());
     XMLElement child;
     if (Generation() == 4) {
-        Bstr expression = MakeBstr(String(name));
+        Bstr expression = MakeBstr(name);
         IXMLDOMNode *selected = nullptr;
         Check(node40(element)->selectSingleNode(expression.get(), &selected));
         child.Reset(selected);
@@ -205,7 +203,7 @@ std::vector<XMLElement> XMLElement::GetChildElements(const wchar_t *name, bool m
     IDispatch *element = checked(Get());
     std::vector<XMLElement> children;
     if (Generation() == 4) {
-        Bstr expression = MakeBstr(String(name));
+        Bstr expression = MakeBstr(name);
         ComPtr<IXMLDOMNodeList> selected;
         Check(node40(element)->selectNodes(expression.get(), selected.receive()));
         long length = 0;

@@ -92,12 +92,22 @@ String ParseErrorText(IXMLDOMParseError *error)
     return text;
 }
 
+namespace {
+
+Bstr checkedBstr(BSTR text)
+{
+    if (!text)
+        ThrowComError(E_OUTOFMEMORY);
+    return Bstr(text);
+}
+
+}  // namespace
+
 Bstr MakeBstr(const String &text)
 {
-    Bstr result(SysAllocStringLen(reinterpret_cast<const OLECHAR *>(text.data()), static_cast<UINT>(text.size())));
-    if (!result)
-        ThrowComError(E_OUTOFMEMORY);
-    return result;
+    return checkedBstr(SysAllocStringLen(reinterpret_cast<const OLECHAR *>(text.data()), static_cast<UINT>(text.size())));
 }
+
+Bstr MakeBstr(const wchar_t *text) { return checkedBstr(SysAllocString(text ? text : L"")); }
 
 }  // namespace xmlcom
