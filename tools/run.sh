@@ -54,3 +54,14 @@ convertSample() {
 }
 convertSample --from utf-8 --to utf-16le --info
 convertSample --from utf-8 --to 1252 --info
+# XML: the sample catalog through the system's XML parser. The newer generation takes XPath,
+# the first a tag pattern (whose alternatives also match shorter tags: It); a schema check;
+# a malformed document read from standard input.
+cd "$build"
+sample=../../tools/qvtool/sample
+qvtool xml $sample/catalog.xml 'Item|Group' --attr id --attr title --generation 4
+qvtool xml $sample/catalog.xml 'Item|Group' --attr id --attr title --generation 1
+qvtool xml $sample/catalog.xml '//file' --text
+qvtool xml $sample/catalog.xml --validate $sample/catalog.xsd
+echo "\$ printf '<a><b></a>' | qvtool xml -"
+printf '<a><b></a>' | "$root/tools/wine/wine-run.sh" "$build" "$build/bin/qvtool.exe" xml - || echo "(exit code $?)"
