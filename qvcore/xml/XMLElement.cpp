@@ -112,6 +112,8 @@ XMLElement::XMLElement(XMLElement &&other) noexcept : m_element(std::move(other.
 
 XMLElement &XMLElement::operator=(const XMLElement &other) noexcept
 {
+    if (other.Get() == Get())
+        return *this;
     if (IDispatch *element = other.Get())
         element->AddRef();
     m_element.reset(other.Get());

@@ -125,6 +125,15 @@ ComPtr<IStream> streamOver(const char *text)
     return stream;
 }
 
+// A null text or path is what the parser would report as an invalid pointer.
+template <class Text>
+const Text *checkedText(const Text *text)
+{
+    if (!text)
+        ThrowComError(E_POINTER);
+    return text;
+}
+
 IDispatch *rootOf1(IXMLDocument *document)
 {
     IXMLElement *root = nullptr;
@@ -148,7 +157,7 @@ void XMLParser::Release() noexcept
 void XMLParser::ParseFile(const wchar_t *path)
 {
     Release();
-    String name(path);
+    String name(checkedText(path));
     if (Generation() == 4) {
         ComPtr<IXMLDOMDocument2> document = newDocument40(Load);
         Variant source;
@@ -173,6 +182,7 @@ void XMLParser::ParseFile(const wchar_t *path)
 void XMLParser::ParseData(const char *text)
 {
     Release();
+    checkedText(text);
     if (Generation() == 4) {
         ComPtr<IXMLDOMDocument2> document = newDocument40(Load);
         Bstr source = MakeBstr(String::FromSystemMultibyte(text));
@@ -205,7 +215,7 @@ void XMLParser::ValidateSchema(const char *text)
         ThrowComError(E_POINTER);
 
     ComPtr<IXMLDOMDocument2> schema = newDocument40(Schema);
-    Bstr source = MakeBstr(String::FromSystemMultibyte(text));
+    Bstr source = MakeBstr(String::FromSystemMultibyte(checkedText(text)));
     VARIANT_BOOL loaded = VARIANT_FALSE;
     if (FAILED(schema->loadXML(source.get(), &loaded)) || loaded != VARIANT_TRUE)
         Throw(XMLException::InternalError, String(L"Internal XML schema invalid"));

@@ -139,6 +139,8 @@ TEST_F(XMLElementTest, CopiesShareTheElementAndOutliveTheParser)
         kept = parser;  // the root, as an element
         XMLElement copy(children[1]);
         copy = children[0];
+        XMLElement &same = copy;
+        copy = same;  // must neither release nor leak the shared reference
         EXPECT_EQ(children[0].GetName(), copy.GetName());
         XMLElement moved(std::move(copy));
         EXPECT_FALSE(copy);

@@ -237,3 +237,15 @@ TEST_F(XMLParserTest, ValidatingWithoutADocumentIsACOMFailure)
     EXPECT_EQ(XMLException::InternalError, e.code);
     EXPECT_EQ(comErrorText(E_POINTER), e.message);
 }
+
+TEST_F(XMLParserTest, NullTextOrPathIsACOMFailure)
+{
+    XMLParser parser;
+    parser.ParseData("<kept/>");
+    for (int call = 0; call < 2; ++call) {
+        XMLException e = XML_EXCEPTION_OF(call == 0 ? parser.ParseData(nullptr) : parser.ParseFile(nullptr));
+        EXPECT_EQ(XMLException::InternalError, e.code) << "call " << call;
+        EXPECT_EQ(comErrorText(E_POINTER), e.message) << "call " << call;
+        EXPECT_FALSE(parser) << "the earlier document is released first";
+    }
+}
