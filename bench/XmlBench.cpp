@@ -116,6 +116,20 @@ Interface *createRunning(REFCLSID clsid, REFIID iid)
     return result;
 }
 
+// The child elements of node, each with a reference for the caller.
+std::vector<IXMLDOMNode *> children40(IXMLDOMNode *node, BSTR all)
+{
+    IXMLDOMNodeList *children = nullptr;
+    check(node->selectNodes(all, &children), "selectNodes");
+    long length = 0;
+    children->get_length(&length);
+    std::vector<IXMLDOMNode *> items(static_cast<std::size_t>(length));
+    for (long i = 0; i < length; ++i)
+        check(children->get_item(i, &items[i]), "get_item");
+    children->Release();
+    return items;
+}
+
 void walk40(IXMLDOMNode *node, BSTR all, BSTR *names, Counts &counts)
 {
     ++counts.elements;
@@ -129,23 +143,14 @@ void walk40(IXMLDOMNode *node, BSTR all, BSTR *names, Counts &counts)
         VariantClear(&value);
     }
     element->Release();
-    IXMLDOMNodeList *children = nullptr;
-    check(node->selectNodes(all, &children), "selectNodes");
-    long length = 0;
-    children->get_length(&length);
-    std::vector<IXMLDOMNode *> items(static_cast<std::size_t>(length));
-    for (long i = 0; i < length; ++i)
-        check(children->get_item(i, &items[i]), "get_item");
-    children->Release();
-    for (IXMLDOMNode *child : items) {
+    for (IXMLDOMNode *child : children40(node, all)) {
         walk40(child, all, names, counts);
         child->Release();
     }
 }
 
-Counts loadAndWalk40(const std::wstring &path, BSTR *names)
+IXMLDOMDocument2 *loadDocument40(const std::wstring &path)
 {
-    Counts counts;
     IXMLDOMDocument2 *document = createRunning<IXMLDOMDocument2>(kDOMDocument40, kIXMLDOMDocument2);
     document->put_async(VARIANT_FALSE);
     document->put_resolveExternals(VARIANT_FALSE);
@@ -156,9 +161,22 @@ Counts loadAndWalk40(const std::wstring &path, BSTR *names)
     VARIANT_BOOL loaded = VARIANT_FALSE;
     check(document->load(source, &loaded), "load");
     VariantClear(&source);
-    BSTR all = SysAllocString(L"*");
+    return document;
+}
+
+IXMLDOMNode *root40(IXMLDOMDocument2 *document, BSTR all)
+{
     IXMLDOMNode *root = nullptr;
     check(document->selectSingleNode(all, &root), "selectSingleNode");
+    return root;
+}
+
+Counts loadAndWalk40(const std::wstring &path, BSTR *names)
+{
+    Counts counts;
+    IXMLDOMDocument2 *document = loadDocument40(path);
+    BSTR all = SysAllocString(L"*");
+    IXMLDOMNode *root = root40(document, all);
     walk40(root, all, names, counts);
     root->Release();
     SysFreeString(all);
@@ -168,16 +186,9 @@ Counts loadAndWalk40(const std::wstring &path, BSTR *names)
 
 // --- directly, generation 1 ------------------------------------------------------------------
 
-void walk1(IXMLElement *element, BSTR *names, Counts &counts)
+// The child elements of element in document order, each with a reference for the caller.
+std::vector<IXMLElement *> children1(IXMLElement *element)
 {
-    ++counts.elements;
-    for (int i = 0; i < 3; ++i) {
-        VARIANT value;
-        VariantInit(&value);
-        check(element->getAttribute(names[i], &value), "getAttribute");
-        counts.attributes += value.vt != VT_NULL && value.vt != VT_EMPTY;
-        VariantClear(&value);
-    }
     IXMLElementCollection *children = nullptr;
     check(element->get_children(&children), "get_children");
     IUnknown *enumerable = nullptr;
@@ -204,21 +215,46 @@ void walk1(IXMLElement *element, BSTR *names, Counts &counts)
     }
     items->Release();
     children->Release();
-    for (IXMLElement *child : elements) {
+    return elements;
+}
+
+void walk1(IXMLElement *element, BSTR *names, Counts &counts)
+{
+    ++counts.elements;
+    for (int i = 0; i < 3; ++i) {
+        VARIANT value;
+        VariantInit(&value);
+        check(element->getAttribute(names[i], &value), "getAttribute");
+        counts.attributes += value.vt != VT_NULL && value.vt != VT_EMPTY;
+        VariantClear(&value);
+    }
+    for (IXMLElement *child : children1(element)) {
         walk1(child, names, counts);
         child->Release();
     }
 }
 
-Counts loadAndWalk1(const std::wstring &path, BSTR *names)
+IXMLDocument *loadDocument1(const std::wstring &path)
 {
-    Counts counts;
     IXMLDocument *document = createRunning<IXMLDocument>(kXMLDocument, kIXMLDocument);
     BSTR url = SysAllocString(path.c_str());
     check(document->put_URL(url), "put_URL");
     SysFreeString(url);
+    return document;
+}
+
+IXMLElement *root1(IXMLDocument *document)
+{
     IXMLElement *root = nullptr;
     check(document->get_root(&root), "get_root");
+    return root;
+}
+
+Counts loadAndWalk1(const std::wstring &path, BSTR *names)
+{
+    Counts counts;
+    IXMLDocument *document = loadDocument1(path);
+    IXMLElement *root = root1(document);
     walk1(root, names, counts);
     root->Release();
     document->Release();
@@ -239,26 +275,67 @@ double best(int rounds, Run run, Counts &counts)
     return fastest;
 }
 
-std::string childrenDocument(int count)
+std::wstring childrenFile(int count)
 {
     std::string text = "<r>";
     for (int i = 0; i < count; ++i)
         text += "<c/>";
-    return text + "</r>";
+    std::string path = writeTemporary("qvcore-xml-children.xml", text + "</r>");
+    return std::wstring(path.begin(), path.end());
 }
 
-// Seconds to collect every child of a root with count children, through the library.
-double collectChildren(int count)
+template <class Item>
+std::size_t releaseAll(const std::vector<Item *> &items)
 {
-    XMLParser parser;
-    parser.ParseData(childrenDocument(count).c_str());
+    for (Item *item : items)
+        item->Release();
+    return items.size();
+}
+
+struct Collection {
+    double library, direct;
+};
+
+// Seconds to collect every child of a root with count children (best of three), through the
+// library and directly.
+Collection collectChildren(int generation, int count)
+{
+    std::wstring path = childrenFile(count);
+    Collection seconds;
     Counts ignored;
-    return best(3, [&] {
-        std::size_t got = parser.GetChildElements(L"*", false).size();
-        if (got != static_cast<std::size_t>(count))
-            std::fprintf(stderr, "collected %zu children of %d\n", got, count);
-        return ignored;
-    }, ignored);
+    std::size_t got = 0;
+    {
+        XMLParser parser;
+        parser.ParseFile(path.c_str());
+        seconds.library = best(3, [&] {
+            got = parser.GetChildElements(L"*", false).size();
+            return ignored;
+        }, ignored);
+    }
+    if (generation == 4) {
+        IXMLDOMDocument2 *document = loadDocument40(path);
+        BSTR all = SysAllocString(L"*");
+        IXMLDOMNode *root = root40(document, all);
+        seconds.direct = best(3, [&] {
+            got = releaseAll(children40(root, all));
+            return ignored;
+        }, ignored);
+        root->Release();
+        SysFreeString(all);
+        document->Release();
+    } else {
+        IXMLDocument *document = loadDocument1(path);
+        IXMLElement *root = root1(document);
+        seconds.direct = best(3, [&] {
+            got = releaseAll(children1(root));
+            return ignored;
+        }, ignored);
+        root->Release();
+        document->Release();
+    }
+    if (got != static_cast<std::size_t>(count))
+        std::fprintf(stderr, "collected %zu children of %d\n", got, count);
+    return seconds;
 }
 
 int runGeneration(int generation, std::size_t megabytes)
@@ -291,12 +368,13 @@ int runGeneration(int generation, std::size_t megabytes)
 
     // Each size twice the last: a linear collection takes twice as long each time, a quadratic one
     // four times.
-    double previous = 0;
+    Collection previous = {0, 0};
     for (int count : {12500, 25000, 50000, 100000}) {
-        double seconds = collectChildren(count);
-        std::printf("  GetChildElements(\"*\"), %6d children: %.4f s", count, seconds);
-        if (previous > 0)
-            std::printf("   x%.1f for twice the children   goal: about 2 (linear), not 4", seconds / previous);
+        Collection seconds = collectChildren(generation, count);
+        std::printf("  %6d children: GetChildElements %.4f s, direct %.4f s", count, seconds.library, seconds.direct);
+        if (previous.library > 0)
+            std::printf("   x%.1f (direct x%.1f) for twice the children   goal: about 2, not 4",
+                        seconds.library / previous.library, seconds.direct / previous.direct);
         std::printf("\n");
         previous = seconds;
     }
