@@ -36,4 +36,6 @@
 #include "qvcore/streams/MD5Sum.h"
 #include "qvcore/streams/StreamBase.h"
 
+#include "qvcore/xml/XMLParser.h"
+
 #endif

@@ -67,3 +67,14 @@ qvtool map bin/qvtool.exe 0 64
 python3 -c "f = open('sparse.bin', 'wb'); f.truncate(5 << 30); f.seek((4 << 30) + (1 << 20)); f.write(b'far beyond 4 GiB')"
 qvtool map sparse.bin 0x100100000 32
 rm -f sparse.bin
+# XML: the sample catalog through the system's XML parser. The newer generation takes XPath,
+# the first a tag pattern (whose alternatives also match shorter tags: It); a schema check;
+# a malformed document read from standard input.
+cd "$build"
+sample=../../tools/qvtool/sample
+qvtool xml $sample/catalog.xml 'Item|Group' --attr id --attr title --generation 4
+qvtool xml $sample/catalog.xml 'Item|Group' --attr id --attr title --generation 1
+qvtool xml $sample/catalog.xml '//file' --text
+qvtool xml $sample/catalog.xml --validate $sample/catalog.xsd
+echo "\$ printf '<a><b></a>' | qvtool xml -"
+printf '<a><b></a>' | "$root/tools/wine/wine-run.sh" "$build" "$build/bin/qvtool.exe" xml - || echo "(exit code $?)"

@@ -37,7 +37,8 @@ def run(args, stdin=b"", full=False):
 
 
 def prepare(folder):
-    shutil.copy(os.path.join(samples, "settings.ini"), folder)
+    for sample in ("settings.ini", "catalog.xml", "catalog.xsd"):
+        shutil.copy(os.path.join(samples, sample), folder)
     os.mkdir(os.path.join(folder, "sub"))
     for name, data in [("cp1252.txt", b"caf\xe9 \x80"), ("sub/deep.ini", b"[A]\r\nb=c\r\n"), ("old.bin", b"OLD")]:
         with open(os.path.join(folder, name), "wb") as f:
@@ -208,6 +209,24 @@ ROWS = [
     ("map of a missing file", ["map", D + "absent.bin"], b"", 1, [], ["cannot open '", "absent.bin': {missing}"], {},
      {}),
     ("map: a bad offset", ["map", D + "old.bin", "x1"], b"", 2, [], ["not a byte count"], {}, {}),
+    # xml: the sample catalog (tags as the first generation reports them: upper case on Wine)
+    ("xml: the root", ["xml", D + "catalog.xml", "--attr", "name"], b"", 0, ['catalog name="Sample library"'], [],
+     {}, {}),
+    ("xml: XPath with the newer generation", ["xml", D + "catalog.xml", "//Item", "--attr", "id", "--text",
+                                              "--generation", "4"], b"", 0,
+     ['Item id="1":', 'Item id="4": beach.jpg'], [], {}, {}),
+    ("xml: a tag pattern with the first", ["xml", D + "catalog.xml", "Item|Group", "--attr", "id", "--generation", "1"],
+     b"", 0, ['id="1"', 'id="2"', 'id="3"', 'id="5"'], [], {}, {}),
+    ("xml: valid", ["xml", D + "catalog.xml", "--validate", D + "catalog.xsd", "--generation", "4"], b"", 0,
+     ["catalog.xml: valid"], [], {}, {}),
+    ("xml: no validation with the first generation",
+     ["xml", D + "catalog.xml", "--validate", D + "catalog.xsd", "--generation", "1"], b"", 1, [],
+     ["MSXML1 parser does not support validation"], {}, {}),
+    ("xml: a malformed document", ["xml", "-", "--generation", "1"], b"<a><b></a>", 1, [],
+     ["qvtool: xml: '(standard input)':", "Unexpected COM error."], {}, {}),
+    ("xml: a missing file", ["xml", D + "absent.xml", "--generation", "1"], b"", 1, [], ["absent.xml' not found"], {},
+     {}),
+    ("xml: unknown generation", ["xml", D + "catalog.xml", "--generation", "3"], b"", 2, [], ["--generation"], {}, {}),
 ]
 
 
