@@ -1,0 +1,286 @@
+#include "qvcore/streams/SerializingStream.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+// The second word of the two commands (the first is the 0 that no class id takes).
+const unsigned int referenceTag = 0x80190311u;
+const unsigned int singletonTag = 0x96190311u;
+
+[[noreturn]] void throwMalformed(const wchar_t *text)
+{
+    StreamBase::ThrowMalformedData(String(text));
+}
+
+[[noreturn]] void throwVersionTooHigh()
+{
+    throw StreamBase::Exception{StreamBase::VersionTooHigh, String(L"Object version too high")};
+}
+
+// Counts the objects being read inside one another for the scope of one object item.
+class NestingGuard {
+public:
+    NestingGuard(int &nesting, int limit) : nesting_(nesting)
+    {
+        if (nesting_ >= limit)
+            throwMalformed(L"Objects nested too deeply in stream");
+        ++nesting_;
+    }
+    ~NestingGuard() { --nesting_; }
+    NestingGuard(const NestingGuard &) = delete;
+    NestingGuard &operator=(const NestingGuard &) = delete;
+
+private:
+    int &nesting_;
+};
+
+}  // namespace
+
+int SerialClassIDs::Get(const IObjectFactory &factory, const std::type_info &type)
+{
+    // A graph is mostly runs of one class: the last type answers without a lookup, and no type
+    // has its name demangled and hashed more than once per stream.
+    if (&type == lastType_)
+        return lastID_;
+    auto found = known_.find(&type);
+    int id = found != known_.end() ? found->second : known_.emplace(&type, factory.GetClassID(type)).first->second;
+    lastType_ = &type;
+    lastID_ = id;
+    return id;
+}
+
+// --- output --------------------------------------------------------------------------------
+
+SerializingOutputStream::SerializingOutputStream(const IObjectFactory &factory, OutputStream &target)
+    : OutputStream(&target), factory(factory), itemCounter(0)
+{
+}
+
+SerializingOutputStream::~SerializingOutputStream() noexcept(false) {}
+
+void SerializingOutputStream::Write(const char *data, int count)
+{
+    Target().Write(data, count);
+}
+
+int SerializingOutputStream::Reserve(char *&space)
+{
+    return Target().Reserve(space);
+}
+
+void SerializingOutputStream::Commit(int count)
+{
+    Target().Commit(count);
+}
+
+void SerializingOutputStream::WriteCommand(unsigned int command, int number)
+{
+    char bytes[12] = {};
+    std::memcpy(bytes + 4, &command, 4);
+    std::memcpy(bytes + 8, &number, 4);
+    Write(bytes, sizeof bytes);
+}
+
+void SerializingOutputStream::Write(const ISerializable &object)
+{
+    const int classID = classIDs.Get(factory, typeid(object));
+    const int number = itemCounter++;
+    const IObjectFactoryObjectFunctions *functions = factory.GetObjectFactoryObjectFunctions(classID);
+    if (functions && functions->IsSingleton()) {
+        // Singletons are one object per key, whatever their address: the class says which key
+        // this one has.
+        IUnknown *unknown = const_cast<ISerializable *>(&object);
+        for (const auto &written : singletonsWritten) {
+            if (functions->IsSingletonObject(unknown, written.first)) {
+                WriteCommand(singletonTag, written.second);
+                return;
+            }
+        }
+        singletonsWritten.emplace(functions->GetSingletonKey(unknown), number);
+    }
+    const short version = object.Version();
+    char header[6];
+    std::memcpy(header, &classID, 4);
+    std::memcpy(header + 4, &version, 2);
+    Write(header, sizeof header);
+    object.Write(*this);
+}
+
+void SerializingOutputStream::WriteRef(const ISerializable *object)
+{
+    const int number = itemCounter++;
+    if (!object) {
+        // -1 in first place: a 0 there would be the reference's own number, which announces
+        // an inline object.
+        WriteCommand(referenceTag, number == 0 ? -1 : 0);
+        return;
+    }
+    auto at = objectsWritten.lower_bound(object);
+    if (at != objectsWritten.end() && at->first == object) {
+        WriteCommand(referenceTag, at->second);
+        return;
+    }
+    // The inline object takes the next number; recorded first, so that a cycle back to it
+    // while it writes its data is a plain reference.
+    objectsWritten.emplace_hint(at, object, number + 1);
+    WriteCommand(referenceTag, number);
+    Write(*object);
+}
+
+// --- input ---------------------------------------------------------------------------------
+
+SerializingInputStream::SerializingInputStream(const IObjectFactory &factory, InputStream &source)
+    : InputStream(&source), factory(factory), itemCounter(0), nesting(0), observer(nullptr)
+{
+}
+
+SerializingInputStream::~SerializingInputStream() noexcept(false) {}
+
+void SerializingInputStream::Read(char *buffer, int count)
+{
+    source->Read(buffer, count);
+}
+
+int SerializingInputStream::ReadSome(char *buffer, int count)
+{
+    return source->ReadSome(buffer, count);
+}
+
+int SerializingInputStream::Peek(const char *&data)
+{
+    return source->Peek(data);
+}
+
+void SerializingInputStream::Skip(int count)
+{
+    source->Skip(count);
+}
+
+void SerializingInputStream::Read(ISerializable &object)
+{
+    ReadObject(&object, /*afterReference=*/false);
+}
+
+ISerializable *SerializingInputStream::Create()
+{
+    return ReadObject(nullptr, /*afterReference=*/false);
+}
+
+ISerializable *SerializingInputStream::ReadRef()
+{
+    const int number = itemCounter++;
+    unsigned int command[2];
+    Read(reinterpret_cast<char *>(command), 8);
+    if (command[0] != 0 || command[1] != referenceTag)
+        throwMalformed(L"Next stream object is not a reference");
+    int r;
+    *this >> r;
+    if (observer)
+        observer->ReferenceRead(number, r);
+    if (r == number)
+        return ReadObject(nullptr, /*afterReference=*/true);
+    if (r == 0 || r == -1)
+        return nullptr;
+    auto found = std::lower_bound(objectsRead.begin(), objectsRead.end(), r,
+                                  [](const std::pair<int, ComPtr<ISerializable>> &kept, int n) { return kept.first < n; });
+    if (found == objectsRead.end() || found->first != r)
+        throwMalformed(L"Reference to non-existing object");
+    found->second->AddRef();
+    return found->second.get();
+}
+
+void SerializingInputStream::Keep(int number, ISerializable *object)
+{
+    object->AddRef();
+    objectsRead.emplace_back(number, ComPtr<ISerializable>(object));
+}
+
+ISerializable *SerializingInputStream::ReadObject(ISerializable *target, bool afterReference)
+{
+    NestingGuard guard(nesting, MaxNesting);
+    const int number = itemCounter++;
+    const int expectedID = target ? classIDs.Get(factory, typeid(*target)) : 0;
+    int classID;
+    *this >> classID;
+    if (classID == 0) {
+        ISerializable *singleton = ReadSingletonReference(target, expectedID, number);
+        if (afterReference)
+            Keep(number, singleton);
+        return singleton;
+    }
+    if (observer)
+        observer->ObjectBegins(number, classID);
+    const IObjectFactoryObjectFunctions *functions = factory.GetObjectFactoryObjectFunctions(classID);
+    if (!functions || (target && classID != expectedID))
+        throwMalformed(L"Unexpected object in stream");
+    short version;
+    *this >> version;
+    if (observer)
+        observer->ObjectVersion(number, version);
+
+    ComPtr<ISerializable> created;
+    ISerializable *object = target;
+    if (!target) {
+        ComPtr<IUnknown> instance(functions->CreateInstance());
+        object = dynamic_cast<ISerializable *>(instance.get());
+        if (!object)
+            throwMalformed(L"Non-serializable object in stream");
+        instance.release();  // the same object, the same one reference
+        created.reset(object);
+        // Kept before its data is read: a reference back to it from inside resolves.
+        if (afterReference)
+            Keep(number, object);
+    }
+    if (object->Version() < version)
+        throwVersionTooHigh();
+    object->Read(*this, version);
+    if (functions->IsSingleton())
+        CheckSingleton(*functions, object, classID, number);
+    if (observer)
+        observer->ObjectEnds(number);
+    return created.release();
+}
+
+void SerializingInputStream::CheckSingleton(const IObjectFactoryObjectFunctions &functions, ISerializable *object,
+                                            int classID, int number)
+{
+    // The key is known once the data is in. Another live instance of it means the stream
+    // would make a second one of what exists once.
+    String key = functions.GetSingletonKey(object);
+    ComPtr<IUnknown> existing(functions.TransferSingleton(key, nullptr));
+    if (existing && existing.get() != static_cast<IUnknown *>(object))
+        throw SingeltonObjectExistsException(dynamic_cast<ISerializable *>(existing.get()));
+    singletonsRead[number] = SingletonRead{key, classID, &functions};
+}
+
+ISerializable *SerializingInputStream::ReadSingletonReference(ISerializable *target, int expectedID, int number)
+{
+    unsigned int tag;
+    *this >> tag;
+    if (tag != singletonTag)
+        throwMalformed(L"Unknown command in stream");
+    int r;
+    *this >> r;
+    if (observer)
+        observer->SingletonReferenceRead(number, r);
+    auto found = singletonsRead.find(r);
+    if (found == singletonsRead.end())
+        throwMalformed(L"Reference to unknown object in stream");
+    const SingletonRead &singleton = found->second;
+    if (target && singleton.classID != expectedID)
+        throwMalformed(L"Wrong type of object in stream");
+    if (target) {
+        if (!singleton.functions->TransferSingleton(singleton.key, target))
+            throwMalformed(L"Reference to unknown object in stream");
+        return nullptr;
+    }
+    // The instance read earlier may have gone since (its class keeps the live ones only).
+    ComPtr<IUnknown> instance(singleton.functions->TransferSingleton(singleton.key, nullptr));
+    ISerializable *object = dynamic_cast<ISerializable *>(instance.get());
+    if (!object)
+        throwMalformed(L"Reference to unknown object in stream");
+    instance.release();
+    return object;
+}
