@@ -117,14 +117,13 @@ void SerializingOutputStream::WriteRef(const ISerializable *object)
         WriteCommand(referenceTag, number == 0 ? -1 : 0);
         return;
     }
-    auto at = objectsWritten.lower_bound(object);
-    if (at != objectsWritten.end() && at->first == object) {
-        WriteCommand(referenceTag, at->second);
+    if (const int *written = objectsWritten.Find(object)) {
+        WriteCommand(referenceTag, *written);
         return;
     }
     // The inline object takes the next number; recorded first, so that a cycle back to it
     // while it writes its data is a plain reference.
-    objectsWritten.emplace_hint(at, object, number + 1);
+    objectsWritten.Insert(object, number + 1);
     WriteCommand(referenceTag, number);
     Write(*object);
 }
@@ -183,8 +182,13 @@ ISerializable *SerializingInputStream::ReadRef()
         return ReadObject(nullptr, /*afterReference=*/true);
     if (r == 0 || r == -1)
         return nullptr;
-    auto found = std::lower_bound(objectsRead.begin(), objectsRead.end(), r,
-                                  [](const std::pair<int, ComPtr<ISerializable>> &kept, int n) { return kept.first < n; });
+    // References go mostly to objects read shortly before: the last few are looked at first.
+    auto found = objectsRead.end();
+    for (int back = 0; back < 4 && found != objectsRead.begin() && (found - 1)->first >= r; ++back)
+        --found;
+    if (found == objectsRead.end() || found->first != r)
+        found = std::lower_bound(objectsRead.begin(), found, r,
+                                 [](const std::pair<int, ComPtr<ISerializable>> &kept, int n) { return kept.first < n; });
     if (found == objectsRead.end() || found->first != r)
         throwMalformed(L"Reference to non-existing object");
     found->second->AddRef();
@@ -194,7 +198,8 @@ ISerializable *SerializingInputStream::ReadRef()
 void SerializingInputStream::Keep(int number, ISerializable *object)
 {
     object->AddRef();
-    objectsRead.emplace_back(number, ComPtr<ISerializable>(object));
+    ComPtr<ISerializable> reference(object);  // released again if it cannot be kept
+    objectsRead.emplace_back(number, std::move(reference));
 }
 
 ISerializable *SerializingInputStream::ReadObject(ISerializable *target, bool afterReference)

@@ -6,6 +6,7 @@
 #include "qvcore/streams/ObjectFactory.h"
 #include "qvcore/streams/StreamBase.h"
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <typeinfo>
@@ -53,6 +54,66 @@ private:
     std::map<const std::type_info *, int> known_;
 };
 
+/// An open-addressing hash table from object addresses to numbers, for the lookup the output
+/// stream makes for every reference: one probe and no allocation per entry, where a tree map
+/// costs a node and a walk through a million of them. Internal to the streams below; the
+/// order of entries is never used.
+class SerialAddressTable {
+public:
+    /// The number recorded for address, or null.
+    const int *Find(const void *address) const
+    {
+        if (slots_.empty())
+            return nullptr;
+        for (std::size_t i = Start(address);; i = (i + 1) & (slots_.size() - 1)) {
+            const Slot &slot = slots_[i];
+            if (!slot.address)
+                return nullptr;
+            if (slot.address == address)
+                return &slot.number;
+        }
+    }
+    /// Records number for address (not null, not in the table yet).
+    void Insert(const void *address, int number)
+    {
+        if (2 * (count_ + 1) > slots_.size())
+            Grow();
+        std::size_t i = Start(address);
+        while (slots_[i].address)
+            i = (i + 1) & (slots_.size() - 1);
+        slots_[i] = Slot{address, number};
+        ++count_;
+    }
+
+private:
+    struct Slot {
+        const void *address;
+        int number;
+    };
+    // Objects allocated one after another lie at rising, evenly spaced addresses, and a
+    // graph refers mostly to objects written shortly before: slots in the order of the
+    // addresses keep those probes in the cache (a scattering hash costs a cache miss per new
+    // object). Folding the high bits in keeps addresses that differ there only (large, aligned
+    // objects) off one slot.
+    std::size_t Start(const void *address) const
+    {
+        std::uintptr_t bits = reinterpret_cast<std::uintptr_t>(address) >> 4;
+        return static_cast<std::size_t>(bits ^ (bits >> 16)) & (slots_.size() - 1);
+    }
+    void Grow()
+    {
+        std::vector<Slot> old(slots_.empty() ? 64 : 2 * slots_.size(), Slot{nullptr, 0});
+        old.swap(slots_);
+        count_ = 0;
+        for (const Slot &slot : old)
+            if (slot.address)
+                Insert(slot.address, slot.number);
+    }
+
+    std::vector<Slot> slots_;
+    std::size_t count_ = 0;
+};
+
 /// Writes objects and references into a target stream. Neither the factory nor the target is
 /// owned; both must outlive the stream. Objects are not referenced either: each must stay
 /// alive (at its address) while the stream lives, since addresses identify shared objects.
@@ -81,7 +142,7 @@ private:
     const IObjectFactory &factory;
     int itemCounter;
     std::map<String, int> singletonsWritten;
-    std::map<const ISerializable *, int> objectsWritten;
+    SerialAddressTable objectsWritten;
     SerialClassIDs classIDs;
 };
 
@@ -184,8 +245,9 @@ private:
     const IObjectFactory &factory;
     int itemCounter;
     std::map<int, SingletonRead> singletonsRead;
-    // Ordered by number: objects are kept in the order of their numbers, so appending keeps
-    // the order and a lookup is a binary search.
+    // Objects are kept in the order of their numbers, which rise: appending keeps the order,
+    // a lookup is a binary search, and references mostly go to recent objects, whose end of
+    // the search stays in the cache.
     std::vector<std::pair<int, ComPtr<ISerializable>>> objectsRead;
     SerialClassIDs classIDs;
     int nesting;
