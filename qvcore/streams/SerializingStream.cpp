@@ -38,10 +38,9 @@ private:
 
 }  // namespace
 
-int SerialClassIDs::Get(const IObjectFactory &factory, const std::type_info &type)
+int SerialClassCache::ClassID(const IObjectFactory &factory, const std::type_info &type)
 {
-    // A graph is mostly runs of one class: the last type answers without a lookup, and no type
-    // has its name demangled and hashed more than once per stream.
+    // A graph is mostly runs of one class: the last type answers without a lookup.
     if (&type == lastType_)
         return lastID_;
     auto found = known_.find(&type);
@@ -49,6 +48,32 @@ int SerialClassIDs::Get(const IObjectFactory &factory, const std::type_info &typ
     lastType_ = &type;
     lastID_ = id;
     return id;
+}
+
+const IObjectFactoryObjectFunctions *SerialClassCache::Functions(const IObjectFactory &factory, int classID)
+{
+    // Only what was found is remembered: a class registered later is still found.
+    if (!functions_ || classID != functionsID_) {
+        functions_ = factory.GetObjectFactoryObjectFunctions(classID);
+        functionsID_ = classID;
+    }
+    return functions_;
+}
+
+ISerializable *SerialClassCache::Serializable(IUnknown *created)
+{
+    // Objects of one dynamic type have one layout, so the interface lies at the same distance
+    // from IUnknown in each: dynamic_cast, which walks the virtual bases comparing type names,
+    // runs once per type.
+    const std::type_info &type = typeid(*created);
+    if (&type == castType_)
+        return reinterpret_cast<ISerializable *>(reinterpret_cast<char *>(created) + castOffset_);
+    ISerializable *object = dynamic_cast<ISerializable *>(created);
+    if (object) {
+        castType_ = &type;
+        castOffset_ = reinterpret_cast<char *>(object) - reinterpret_cast<char *>(created);
+    }
+    return object;
 }
 
 // --- output --------------------------------------------------------------------------------
@@ -75,36 +100,59 @@ void SerializingOutputStream::Commit(int count)
     Target().Commit(count);
 }
 
+// The bytes of one item, gathered so that the target gets them in one Write.
+struct SerializingOutputStream::ItemBytes {
+    char bytes[24];
+    int size = 0;
+    void Add(const void *value, int count)
+    {
+        std::memcpy(bytes + size, value, static_cast<std::size_t>(count));
+        size += count;
+    }
+    void Command(unsigned int command, int number)
+    {
+        const int zero = 0;
+        Add(&zero, 4);
+        Add(&command, 4);
+        Add(&number, 4);
+    }
+};
+
 void SerializingOutputStream::WriteCommand(unsigned int command, int number)
 {
-    char bytes[12] = {};
-    std::memcpy(bytes + 4, &command, 4);
-    std::memcpy(bytes + 8, &number, 4);
-    Write(bytes, sizeof bytes);
+    ItemBytes item;
+    item.Command(command, number);
+    Write(item.bytes, item.size);
 }
 
 void SerializingOutputStream::Write(const ISerializable &object)
 {
-    const int classID = classIDs.Get(factory, typeid(object));
+    ItemBytes item;
+    WriteObject(object, item);
+}
+
+void SerializingOutputStream::WriteObject(const ISerializable &object, ItemBytes &item)
+{
+    const int classID = classes.ClassID(factory, typeid(object));
     const int number = itemCounter++;
-    const IObjectFactoryObjectFunctions *functions = factory.GetObjectFactoryObjectFunctions(classID);
+    const IObjectFactoryObjectFunctions *functions = classes.Functions(factory, classID);
     if (functions && functions->IsSingleton()) {
         // Singletons are one object per key, whatever their address: the class says which key
         // this one has.
         IUnknown *unknown = const_cast<ISerializable *>(&object);
         for (const auto &written : singletonsWritten) {
             if (functions->IsSingletonObject(unknown, written.first)) {
-                WriteCommand(singletonTag, written.second);
+                item.Command(singletonTag, written.second);
+                Write(item.bytes, item.size);
                 return;
             }
         }
         singletonsWritten.emplace(functions->GetSingletonKey(unknown), number);
     }
     const short version = object.Version();
-    char header[6];
-    std::memcpy(header, &classID, 4);
-    std::memcpy(header + 4, &version, 2);
-    Write(header, sizeof header);
+    item.Add(&classID, 4);
+    item.Add(&version, 2);
+    Write(item.bytes, item.size);
     object.Write(*this);
 }
 
@@ -122,10 +170,12 @@ void SerializingOutputStream::WriteRef(const ISerializable *object)
         return;
     }
     // The inline object takes the next number; recorded first, so that a cycle back to it
-    // while it writes its data is a plain reference.
+    // while it writes its data is a plain reference. The reference and the object's header
+    // go out together.
     objectsWritten.Insert(object, number + 1);
-    WriteCommand(referenceTag, number);
-    Write(*object);
+    ItemBytes item;
+    item.Command(referenceTag, number);
+    WriteObject(*object, item);
 }
 
 // --- input ---------------------------------------------------------------------------------
@@ -206,7 +256,7 @@ ISerializable *SerializingInputStream::ReadObject(ISerializable *target, bool af
 {
     NestingGuard guard(nesting, MaxNesting);
     const int number = itemCounter++;
-    const int expectedID = target ? classIDs.Get(factory, typeid(*target)) : 0;
+    const int expectedID = target ? classes.ClassID(factory, typeid(*target)) : 0;
     int classID;
     *this >> classID;
     if (classID == 0) {
@@ -217,7 +267,7 @@ ISerializable *SerializingInputStream::ReadObject(ISerializable *target, bool af
     }
     if (observer)
         observer->ObjectBegins(number, classID);
-    const IObjectFactoryObjectFunctions *functions = factory.GetObjectFactoryObjectFunctions(classID);
+    const IObjectFactoryObjectFunctions *functions = classes.Functions(factory, classID);
     if (!functions || (target && classID != expectedID))
         throwMalformed(L"Unexpected object in stream");
     short version;
@@ -229,7 +279,7 @@ ISerializable *SerializingInputStream::ReadObject(ISerializable *target, bool af
     ISerializable *object = target;
     if (!target) {
         ComPtr<IUnknown> instance(functions->CreateInstance());
-        object = dynamic_cast<ISerializable *>(instance.get());
+        object = instance ? classes.Serializable(instance.get()) : nullptr;
         if (!object)
             throwMalformed(L"Non-serializable object in stream");
         instance.release();  // the same object, the same one reference

@@ -42,16 +42,25 @@ public:
     virtual short Version() const = 0;
 };
 
-/// The class ids of types as one stream meets them, each computed from its type's name once.
+/// What one stream learns about classes as it meets them, so that no object pays for it again:
+/// the class id of each type (its name demangled and hashed once), the functions of the last
+/// class id asked for, and where the ISerializable of a created object of the last type lies.
 /// Internal to the streams below.
-class SerialClassIDs {
+class SerialClassCache {
 public:
-    int Get(const IObjectFactory &factory, const std::type_info &type);
+    int ClassID(const IObjectFactory &factory, const std::type_info &type);
+    const IObjectFactoryObjectFunctions *Functions(const IObjectFactory &factory, int classID);
+    /// The ISerializable interface of created, or null when it has none.
+    ISerializable *Serializable(IUnknown *created);
 
 private:
     const std::type_info *lastType_ = nullptr;
     int lastID_ = 0;
     std::map<const std::type_info *, int> known_;
+    int functionsID_ = 0;
+    const IObjectFactoryObjectFunctions *functions_ = nullptr;
+    const std::type_info *castType_ = nullptr;
+    std::ptrdiff_t castOffset_ = 0;
 };
 
 /// An open-addressing hash table from object addresses to numbers, for the lookup the output
@@ -115,7 +124,8 @@ private:
 };
 
 /// Writes objects and references into a target stream. Neither the factory nor the target is
-/// owned; both must outlive the stream. Objects are not referenced either: each must stay
+/// owned; both must outlive the stream, and the registrations it uses must stand while it is
+/// used (it remembers the functions of the classes it meets). Objects are not referenced either: each must stay
 /// alive (at its address) while the stream lives, since addresses identify shared objects.
 class QVCORE_API SerializingOutputStream : public OutputStream {
 public:
@@ -137,13 +147,16 @@ public:
     void Commit(int count) override;
 
 private:
+    struct ItemBytes;
     void WriteCommand(unsigned int command, int number);
+    /// Writes object's item after the bytes already in item, all in one Write.
+    void WriteObject(const ISerializable &object, ItemBytes &item);
 
     const IObjectFactory &factory;
     int itemCounter;
     std::map<String, int> singletonsWritten;
     SerialAddressTable objectsWritten;
-    SerialClassIDs classIDs;
+    SerialClassCache classes;
 };
 
 /// Told of each item as a SerializingInputStream reads it, for tools that show a stream's
@@ -164,7 +177,8 @@ public:
 };
 
 /// Reads objects and references from a source stream, creating objects through the factory.
-/// Neither the factory nor the source is owned.
+/// Neither the factory nor the source is owned; the registrations it uses must stand while it
+/// is used.
 ///
 /// References: every object read inline after a reference is kept (one reference held by the
 /// stream) until the stream is destroyed, so later references to it resolve. ReadRef and
@@ -249,7 +263,7 @@ private:
     // a lookup is a binary search, and references mostly go to recent objects, whose end of
     // the search stays in the cache.
     std::vector<std::pair<int, ComPtr<ISerializable>>> objectsRead;
-    SerialClassIDs classIDs;
+    SerialClassCache classes;
     int nesting;
     ISerializingObserver *observer;
 };
