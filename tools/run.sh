@@ -54,3 +54,7 @@ convertSample() {
 }
 convertSample --from utf-8 --to utf-16le --info
 convertSample --from utf-8 --to 1252 --info
+# Object graphs: a sample playlist (tracks that share an album and lead to each other in a
+# cycle, a singleton theme) written compressed, then listed item by item.
+qvtool sample-graph --filters compress sample.graph
+qvtool dump --filters compress sample.graph
