@@ -125,8 +125,9 @@ private:
 
 /// Writes objects and references into a target stream. Neither the factory nor the target is
 /// owned; both must outlive the stream, and the registrations it uses must stand while it is
-/// used (it remembers the functions of the classes it meets). Objects are not referenced either: each must stay
-/// alive (at its address) while the stream lives, since addresses identify shared objects.
+/// used (it remembers the functions of the classes it meets). Objects are not referenced
+/// either: each must stay alive (at its address) while the stream lives, since addresses
+/// identify shared objects.
 class QVCORE_API SerializingOutputStream : public OutputStream {
 public:
     SerializingOutputStream(const IObjectFactory &factory, OutputStream &target);
