@@ -34,6 +34,8 @@
 #include "qvcore/streams/CryptingStream.h"
 #include "qvcore/streams/FileStream.h"
 #include "qvcore/streams/MD5Sum.h"
+#include "qvcore/streams/ObjectFactory.h"
+#include "qvcore/streams/SerializingStream.h"
 #include "qvcore/streams/StreamBase.h"
 
 #include "qvcore/xml/XMLParser.h"

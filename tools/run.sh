@@ -78,3 +78,7 @@ qvtool xml $sample/catalog.xml '//file' --text
 qvtool xml $sample/catalog.xml --validate $sample/catalog.xsd
 echo "\$ printf '<a><b></a>' | qvtool xml -"
 printf '<a><b></a>' | "$root/tools/wine/wine-run.sh" "$build" "$build/bin/qvtool.exe" xml - || echo "(exit code $?)"
+# Object graphs: a sample playlist (tracks that share an album and lead to each other in a
+# cycle, a singleton theme) written compressed, then listed item by item.
+qvtool sample-graph --filters compress sample.graph
+qvtool dump --filters compress sample.graph

@@ -1,5 +1,6 @@
 #include "qvcore/streams/StreamBase.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <memory>
@@ -24,19 +25,22 @@ void throwInvalidLength()
     StreamBase::ThrowMalformedData(String(L"Invalid string length"));
 }
 
-// Reads length bytes and hands them to assign: up to 1024 bytes through a fixed scratch
-// buffer, longer runs through a heap buffer of exactly their size.
-template <class Assign>
-void readCounted(InputStream &stream, int length, Assign assign)
+// Reads length bytes into a buffer that resize(got, size) grows to size bytes (keeping the got
+// bytes already read) and returns. A length prefix is only a claim of the data: a corrupt or
+// hostile one (2 GB in a 40-byte stream) must not reserve memory the source never fills. The
+// first piece is at most 64 KiB and each later one at most as long as what has arrived, so the
+// buffer stays within twice what the source delivered, and a genuine long run still costs
+// linear copying.
+template <class Resize>
+void readInPieces(InputStream &stream, int length, Resize resize)
 {
-    if (length <= 1024) {
-        char scratch[1024];
-        stream.Read(scratch, length);
-        assign(scratch);
-    } else {
-        std::unique_ptr<char[]> heap(new char[length]);
-        stream.Read(heap.get(), length);
-        assign(heap.get());
+    const int firstPiece = 64 << 10;  // even: wide strings grow by whole units
+    int got = 0;
+    while (got < length) {
+        int piece = std::min(length - got, std::max(firstPiece, got));
+        char *buffer = resize(got, got + piece);
+        stream.Read(buffer + got, piece);
+        got += piece;
     }
 }
 
@@ -172,7 +176,13 @@ InputStream &InputStream::operator>>(std::string &value)
     }
     if (length < 0)
         throwInvalidLength();
-    readCounted(*this, length, [&](const char *bytes) { value.assign(bytes, length); });
+    // Read aside, so that a failed read leaves the target as it was.
+    std::string bytes;
+    readInPieces(*this, length, [&](int, int size) {
+        bytes.resize(static_cast<std::size_t>(size));
+        return &bytes[0];
+    });
+    value.swap(bytes);
     return *this;
 }
 
@@ -186,10 +196,12 @@ InputStream &InputStream::operator>>(std::basic_string<unsigned short> &value)
     }
     if (length < 0 || length % 2 != 0)
         throwInvalidLength();
-    readCounted(*this, length, [&](const char *bytes) {
-        value.resize(length / 2);
-        std::memcpy(&value[0], bytes, length);
+    std::basic_string<unsigned short> units;
+    readInPieces(*this, length, [&](int, int size) {
+        units.resize(static_cast<std::size_t>(size / 2));
+        return reinterpret_cast<char *>(&units[0]);
     });
+    value.swap(units);
     return *this;
 }
 
@@ -369,7 +381,11 @@ InputStream &operator>>(InputStream &stream, MemoryBlock &block)
     stream >> size;
     if (size < 0)
         StreamBase::ThrowMalformedData(String(L"Invalid block size"));
-    block.resize(size, false);
-    stream.Read(block, size);
+    if (size == 0)
+        block.resize(0, false);
+    readInPieces(stream, size, [&](int got, int grown) {
+        block.resize(grown, /*keepContent=*/got > 0);
+        return static_cast<char *>(block);
+    });
     return stream;
 }

@@ -116,10 +116,12 @@ public:
     InputStream &operator>>(double &value);
     InputStream &operator>>(_GUID &value);
     /// A 32-bit length, then that many bytes. A negative length throws code 3 "Invalid string
-    /// length"; there is no upper limit.
+    /// length"; there is no upper limit, but memory is taken as the bytes arrive (a length the
+    /// source cannot honour fails at its end without reserving the whole length). On failure
+    /// the string is left as it was.
     InputStream &operator>>(std::string &value);
     /// A 32-bit length in bytes, then the UTF-16LE units. A negative or odd length throws code
-    /// 3 "Invalid string length".
+    /// 3 "Invalid string length". Memory and failure as for std::string.
     InputStream &operator>>(std::basic_string<unsigned short> &value);
 
 protected:
@@ -249,7 +251,8 @@ private:
 /// The size as a 32-bit integer, then the bytes.
 QVCORE_API OutputStream &operator<<(OutputStream &stream, const MemoryBlock &block);
 /// A 32-bit size, then that many bytes into the block (resized without keeping its content).
-/// A negative size throws code 3 "Invalid block size".
+/// A negative size throws code 3 "Invalid block size". Memory is taken as the bytes arrive, as
+/// for strings; after a failure the block holds an unspecified part of the data.
 QVCORE_API InputStream &operator>>(InputStream &stream, MemoryBlock &block);
 
 #endif

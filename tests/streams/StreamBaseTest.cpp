@@ -64,6 +64,45 @@ TEST(StreamOperators, EverythingWrittenReadsBack)
     EXPECT_EQ("", empty);
 }
 
+// A length prefix is a claim the data need not honour. Taking the claimed 2 GB up front fails
+// with std::bad_alloc in a 32-bit process (and commits 2 GB in a 64-bit one): read as it
+// arrives, the bytes run out first and the source's end is reported.
+TEST(StreamOperators, ALengthPrefixBeyondTheDataEndsAtTheSourcesEndWithoutReservingIt)
+{
+    const std::string hostile = hexBytes("F0 FF FF 7F") + patternBytes(100);
+    std::string text = "kept";
+    std::basic_string<unsigned short> wide(3, 'w');
+    MemoryBlock block;
+    MemoryInputStream in1(hostile), in2(hostile), in3(hostile);
+    EXPECT_STREAM_EXCEPTION(in1 >> text, 5, "Memory block too short");
+    EXPECT_STREAM_EXCEPTION(in2 >> wide, 5, "Memory block too short");
+    EXPECT_STREAM_EXCEPTION(in3 >> block, 5, "Memory block too short");
+    EXPECT_EQ("kept", text) << "a failed read leaves the string as it was";
+    EXPECT_EQ(3u, wide.size());
+}
+
+// Long values arrive in several growing pieces: each must land after the one before.
+TEST(StreamOperators, LongStringsAndBlocksReadBackWhole)
+{
+    const std::string bytes = patternBytes(300001);
+    EXPECT_EQ(bytes, again(bytes));
+    std::basic_string<unsigned short> wide(150001, 0);
+    for (std::size_t i = 0; i < wide.size(); ++i)
+        wide[i] = static_cast<unsigned short>(i * 7919u);
+    EXPECT_EQ(wide, again(wide));
+
+    MemoryOutputStream out;
+    MemoryBlock written(300001);
+    std::memcpy(written, bytes.data(), bytes.size());
+    out << written;
+    std::string data = out.GetContent();
+    MemoryInputStream in(data);
+    MemoryBlock block(5, 'x');
+    in >> block;
+    ASSERT_EQ(300001, block.size());
+    EXPECT_EQ(0, std::memcmp(block, bytes.data(), bytes.size()));
+}
+
 TEST(StreamOperators, BadLengthsThrowCode3AndMissingBytesTheSourcesEnd)
 {
     std::string text, negative = hexBytes("FF FF FF FF 61"), odd = hexBytes("03 00 00 00 61 00 62"),

@@ -11,9 +11,11 @@ same run, never a copy of Windows' English. A row whose stdout goes to "full" wr
 """
 import os
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
+import zlib
 
 wine_run, build, qvtool = sys.argv[1:4]
 here = os.path.dirname(os.path.abspath(__file__))
@@ -56,6 +58,29 @@ def prepare(folder):
 
 D = "{dir}\\"
 BIN = windows(os.path.dirname(os.path.abspath(qvtool))) + "\\"  # the folder of qvtool.exe and qvcore.dll
+
+
+# Object streams built here from the format's definition: class ids hashed from the names
+# (each character a signed byte, h = h + ((2h) xor c) in 32 bits), little-endian items.
+def class_id(name):
+    h = 0
+    for c in name.encode("latin-1"):
+        h = (h + ((2 * h) ^ (c - 256 if c > 127 else c))) & 0xFFFFFFFF
+    return h - (1 << 32) if h >= 1 << 31 else h
+
+
+def i32(value):
+    return struct.pack("<i", value)
+
+
+def wide(text):
+    units = text.encode("utf-16-le")
+    return i32(len(units)) + units
+
+
+THEME = class_id("qvtool::sample::Theme")
+# A theme (a singleton) and a back-reference to it: 24 + 12 bytes.
+THEMES = i32(THEME) + struct.pack("<h", 1) + wide("Night") + i32(7) + i32(0) + struct.pack("<I", 0x96190311) + i32(0)
 # name, arguments, standard input, exit code, stdout fragments, stderr fragments, files' fragments, options
 ROWS = [
     # Help, version and usage errors, the same for every command.
@@ -133,6 +158,20 @@ ROWS = [
      ["byte 2"], {"old.bin": b"OLD"}, {}),
     ("decode of a missing file", ["decode", "--filters", "base64", D + "absent.b64"], b"", 1, [],
      ["absent.b64': {missing}"], {}, {}),
+    # sample-graph and dump
+    ("sample-graph", ["sample-graph", D + "s.graph"], b"", 0, [], [],
+     {"s.graph": [wide("Evening"), wide("Kind of Blue"), b"\x11\x03\x19\x96"]}, {}),
+    ("sample-graph to a full device", ["sample-graph"], b"", 1, [], ["cannot write"], {}, {"full": True}),
+    ("dump lists objects and back-references", ["dump"], THEMES, 0,
+     [f"object qvtool::sample::Theme, class id {THEME}, version 1, bytes 0-23", "#1", "singleton back-reference to #0",
+      "2 items in 36 bytes"], [], {}, {}),
+    ("dump through --filters", ["dump", "--filters", "compress"], zlib.compress(THEMES), 0,
+     ["singleton back-reference to #0", "2 items in 36 bytes"], [], {}, {}),
+    ("dump: a class qvtool does not know", ["dump"], i32(123456) + b"\x01\x00", 1,
+     ["object of an unknown class, class id 123456"], ["at byte 4: Unexpected object in stream"], {}, {}),
+    ("dump: data cut short", ["dump"], THEMES[:20], 1, ["Theme", "cut short"], ["ends too early"], {}, {}),
+    ("dump: unknown filter", ["dump", "--filters", "zip"], b"", 2, [], ["unknown filter 'zip'"], {}, {}),
+    ("dump of a missing file", ["dump", D + "absent.graph"], b"", 1, [], ["absent.graph': {missing}"], {}, {}),
     # log
     ("log", ["log", D + "x.log", "hello", "world"], b"", 0, ["1 line(s) logged"], [],
      {"x.log": [b"hello world\r\n"]}, {}),
