@@ -15,6 +15,7 @@
 #include "qvcore/files/File.h"
 #include "qvcore/files/FileData.h"
 #include "qvcore/files/PrivateProfile.h"
+#include "qvcore/files/RegistryKey.h"
 
 #include "qvcore/runtime/LogFile.h"
 #include "qvcore/runtime/ModuleBase.h"
