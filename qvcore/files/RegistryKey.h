@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+class IObjectFactory;
+class ISerializable;
+
 /// One open key of the system registry, its handle shared by every copy of the object.
 ///
 /// - Copies share one handle record with a reference count; the last copy to go closes the
@@ -109,6 +112,17 @@ public:
     long GetAllIntegers(std::vector<String> &names, std::vector<unsigned long> &values) const;
     long GetAllBinaries(std::vector<String> &names, std::vector<std::string> &values) const;
 
+    /// Stores object as a REG_BINARY value: its graph written by a SerializingOutputStream with
+    /// factory, compressed (zlib, default level). Returns SetBinary's code. A failure of the
+    /// object's own Write (or a class the streams refuse) throws its StreamBase::Exception and
+    /// stores nothing.
+    long WriteObject(const String &name, const IObjectFactory &factory, const ISerializable &object) const;
+    /// Reads into object what WriteObject stored under name: object's class must be the stored
+    /// one. Returns GetBinary's code; a missing value, one of another type or an empty one
+    /// leaves object untouched. Bytes that do not decompress, or are not a graph of classes
+    /// factory knows, throw StreamBase::Exception (object may then be partly read).
+    long ReadObject(const String &name, const IObjectFactory &factory, ISerializable &object) const;
+
     /// Matches a value name against a pattern, position by position over the pattern's length:
     /// "*" matches the whole rest at once, "?" any one character (also the end of the name),
     /// any other character itself (case-sensitive). The name may go on after the pattern ends,
@@ -119,6 +133,12 @@ protected:
     /// The values of registry type type, their data as raw bytes: what the GetAll... functions
     /// convert.
     long GetTypedValues(unsigned long type, std::vector<String> &names, std::vector<std::string> &values) const;
+
+    /// ReadObject's work. object null: the stored object is created through the factory and
+    /// returned with one reference, the caller's. Otherwise object is read into and returned.
+    /// Null, with result set, when nothing was read (see ReadObject).
+    ISerializable *ReadObjectInternal(const String &name, const IObjectFactory &factory, ISerializable *object,
+                                      long &result) const;
 
 private:
     struct HandleRecord;
