@@ -16,6 +16,7 @@
 #include "qvcore/files/FileData.h"
 #include "qvcore/files/MemoryMappedFile.h"
 #include "qvcore/files/PrivateProfile.h"
+#include "qvcore/files/RegistryKey.h"
 
 #include "qvcore/graphics/HSBColor.h"
 #include "qvcore/graphics/ImageList.h"

@@ -82,3 +82,14 @@ printf '<a><b></a>' | "$root/tools/wine/wine-run.sh" "$build" "$build/bin/qvtool
 # cycle, a singleton theme) written compressed, then listed item by item.
 qvtool sample-graph --filters compress sample.graph
 qvtool dump --filters compress sample.graph
+# Registry: typed values written, listed and removed through RegistryKey; the library registers
+# itself as the log's COM server (as regsvr32 does), and Wine's reg.exe reads the server key.
+qvtool reg set 'HKCU\Software\QvCore Demo' Volume 75 --type int
+qvtool reg set 'HKCU\Software\QvCore Demo' Ratio 1.5 --type float
+qvtool reg list 'HKCU\Software\QvCore Demo'
+qvtool reg delete 'HKCU\Software\QvCore Demo'
+qvtool reg register 'bin\qvcore.dll'
+echo "\$ reg query HKLM\\Software\\Classes\\CLSID\\{16D389DE-1A3F-4A43-986D-2D07C91F911B}\\InprocServer32"
+"$root/tools/wine/wine-run.sh" "$build" reg query \
+    'HKLM\Software\Classes\CLSID\{16D389DE-1A3F-4A43-986D-2D07C91F911B}\InprocServer32'
+qvtool reg unregister 'bin\qvcore.dll'

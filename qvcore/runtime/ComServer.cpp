@@ -2,8 +2,13 @@
 // beside this source, which gives them their undecorated names on every architecture
 // (i686 would otherwise export the __stdcall names as DllGetClassObject@12).
 
+#include "qvcore/files/RegistryKey.h"
 #include "qvcore/runtime/LogFile.h"
+#include "qvcore/runtime/ModuleBase.h"
+#include "qvcore/internal/ComBoundary.h"
 #include "qvcore/internal/ModuleLock.h"
+
+#include <olectl.h>
 
 #include <new>
 
@@ -45,4 +50,34 @@ STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID *ppv)
 STDAPI DllCanUnloadNow()
 {
     return QvModuleLockCount() == 0 ? S_OK : S_FALSE;
+}
+
+// Registers this file, wherever it was loaded from, as the in-process server of the library's
+// class, usable from any apartment.
+STDAPI DllRegisterServer()
+{
+    char path[1024];
+    HINSTANCE self = ModuleBase::GetHInstance(reinterpret_cast<const void *>(&DllRegisterServer));
+    DWORD length = GetModuleFileNameA(self, path, sizeof path);
+    // A cut path would register a file that does not exist.
+    if (length == 0 || length >= sizeof path)
+        return SELFREG_E_CLASS;
+    bool registered = ComBoundary([&] {
+        return RegistryHelper::RegisterInprocServer32(CLSID_QvCore, String::FromSystemMultibyte(path, length),
+                                                      RegistryHelper::Both) ? S_OK : E_FAIL;
+    }) == S_OK;
+    return registered ? S_OK : SELFREG_E_CLASS;
+}
+
+// Succeeds whether or not the class was registered: regsvr32 /u of an unregistered library
+// is not an error. When the server key cannot be removed, the class key is left too, so the
+// registration stays whole rather than half removed.
+STDAPI DllUnregisterServer()
+{
+    ComBoundary([] {
+        if (RegistryHelper::UnregisterInprocServer32(CLSID_QvCore))
+            RegistryHelper::UnregisterCLSID(CLSID_QvCore);
+        return S_OK;
+    });
+    return S_OK;
 }

@@ -7,6 +7,7 @@
 
 #include "qvcore/core/String.h"
 #include "tests/support/StringPrinting.h"
+#include "tests/support/SystemText.h"
 
 #include <objbase.h>
 
@@ -104,17 +105,6 @@ inline std::string readFile(const std::string &path)
     ReadFile(file, &content[0], static_cast<DWORD>(content.size()), &got, nullptr);
     CloseHandle(file);
     return content.substr(0, got);
-}
-
-// The system's own conversion to the ANSI code page, independent of String's.
-inline std::string ansi(const std::u16string &text)
-{
-    std::string result(text.size() * 4, '\0');
-    int length = WideCharToMultiByte(CP_ACP, 0, reinterpret_cast<const wchar_t *>(text.data()),
-                                     static_cast<int>(text.size()), &result[0], static_cast<int>(result.size()),
-                                     nullptr, nullptr);
-    result.resize(length);
-    return result;
 }
 
 // Local time of day in seconds.

@@ -5,6 +5,17 @@
 
 #include <string>
 
+// The system's own conversion to the ANSI code page, independent of String's.
+inline std::string ansi(const std::u16string &text)
+{
+    std::string result(text.size() * 4, '\0');
+    int length = WideCharToMultiByte(CP_ACP, 0, reinterpret_cast<const wchar_t *>(text.data()),
+                                     static_cast<int>(text.size()), &result[0], static_cast<int>(result.size()),
+                                     nullptr, nullptr);
+    result.resize(length);
+    return result;
+}
+
 // The system's own text for an error code up to its first line feed (a carriage return stays).
 inline std::string systemFirstLine(DWORD code)
 {

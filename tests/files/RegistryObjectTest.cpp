@@ -1,0 +1,114 @@
+#include "qvcore/files/RegistryKey.h"
+#include "qvcore/streams/SerializingStream.h"
+
+#include "tests/support/RegistryTestKey.h"
+#include "tests/support/SerialTestClasses.h"
+
+#include <gtest/gtest.h>
+
+using graph::Node;
+using registrytest::RegistryTest;
+
+namespace {
+
+// A factory that knows the test classes; every object a test made must be gone by its end.
+class RegistryObjectTest : public RegistryTest {
+protected:
+    RegistryObjectTest() : live_(graph::liveObjects()) {}
+    ~RegistryObjectTest() override
+    {
+        factory->Release();
+        EXPECT_EQ(live_, graph::liveObjects()) << "objects leaked or released twice";
+    }
+
+    ObjectFactory *factory = new ObjectFactory;
+    QV_SERIAL_CLASS(*factory, Node);
+
+private:
+    int live_;
+};
+
+// ReadObjectInternal is for derived keys: this one lets the tests call it.
+class CreatingKey : public RegistryKey {
+public:
+    explicit CreatingKey(const RegistryKey &key) : RegistryKey(key) {}
+    using RegistryKey::ReadObjectInternal;
+};
+
+// root -> child -> root: a cycle the stored graph must keep. The caller breaks it again.
+void makeCycle(Node &root, Node &child)
+{
+    root.SetLink(&child);
+    child.SetLink(&root);
+}
+
+TEST_F(RegistryObjectTest, AGraphIsStoredCompressedAndReadBackWhole)
+{
+    Node root(1, 2), child(3, 4);
+    makeCycle(root, child);
+    EXPECT_EQ(ERROR_SUCCESS, key().WriteObject(String(L"graph"), *factory, root));
+    child.SetLink(nullptr);
+
+    registrytest::RawValue stored = rawValue("graph");
+    EXPECT_EQ(static_cast<DWORD>(REG_BINARY), stored.type);
+    // A zlib stream at the default level.
+    ASSERT_GE(stored.bytes.size(), 2u);
+    EXPECT_EQ("\x78\x9C", stored.bytes.substr(0, 2));
+
+    Node read;
+    EXPECT_EQ(ERROR_SUCCESS, key().ReadObject(String(L"graph"), *factory, read));
+    EXPECT_EQ(1, read.a);
+    EXPECT_EQ(2, read.b);
+    Node *readChild = dynamic_cast<Node *>(read.link);
+    ASSERT_NE(nullptr, readChild);
+    EXPECT_EQ(3, readChild->a);
+    EXPECT_EQ(4, readChild->b);
+    // The cycle comes back to a new root object made by the stream, not to read itself.
+    Node *readRoot = dynamic_cast<Node *>(readChild->link);
+    ASSERT_NE(nullptr, readRoot);
+    EXPECT_EQ(1, readRoot->a);
+    EXPECT_EQ(readChild, readRoot->link);
+    readRoot->SetLink(nullptr);
+    read.SetLink(nullptr);
+}
+
+TEST_F(RegistryObjectTest, ReadObjectInternalCreatesTheStoredObjectWhenGivenNone)
+{
+    Node single(5, 6);
+    ASSERT_EQ(ERROR_SUCCESS, key().WriteObject(String(L"single"), *factory, single));
+    long result = -1;
+    ComPtr<ISerializable> created(CreatingKey(key()).ReadObjectInternal(String(L"single"), *factory, nullptr, result));
+    EXPECT_EQ(ERROR_SUCCESS, result);
+    Node *node = dynamic_cast<Node *>(created.get());
+    ASSERT_NE(nullptr, node);
+    EXPECT_EQ(5, node->a);
+    EXPECT_EQ(6, node->b);
+
+    result = -1;
+    EXPECT_EQ(nullptr, CreatingKey(key()).ReadObjectInternal(String(L"absent"), *factory, nullptr, result));
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, result);
+}
+
+TEST_F(RegistryObjectTest, NothingStoredLeavesTheObjectAloneAndDamageThrows)
+{
+    setRaw("text", REG_SZ, std::string("graph", 6));
+    setRaw("empty", REG_BINARY, "");
+    setRaw("damaged", REG_BINARY, "\x78\x9C not a zlib stream");
+    Node untouched(7, 8);
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, key().ReadObject(String(L"absent"), *factory, untouched));
+    EXPECT_EQ(ERROR_SUCCESS, key().ReadObject(String(L"text"), *factory, untouched));
+    EXPECT_EQ(ERROR_SUCCESS, key().ReadObject(String(L"empty"), *factory, untouched));
+    EXPECT_EQ(7, untouched.a);
+    EXPECT_EQ(8, untouched.b);
+    EXPECT_THROW(key().ReadObject(String(L"damaged"), *factory, untouched), StreamBase::Exception);
+
+    // An object of a class the reading factory does not know.
+    ASSERT_EQ(ERROR_SUCCESS, key().WriteObject(String(L"graph"), *factory, untouched));
+    ObjectFactory *empty = new ObjectFactory;
+    long result = -1;
+    EXPECT_THROW(CreatingKey(key()).ReadObjectInternal(String(L"graph"), *empty, nullptr, result),
+                 StreamBase::Exception);
+    empty->Release();
+}
+
+}  // namespace
