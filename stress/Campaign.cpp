@@ -1,4 +1,5 @@
 #include "Campaign.h"
+#include "Scenario.h"
 
 #include <algorithm>
 #include <cstring>
@@ -85,6 +86,26 @@ const std::vector<Campaign> &campaigns()
 CampaignRegistration::CampaignRegistration(const Campaign &campaign)
 {
     registry().push_back(campaign);
+}
+
+namespace {
+std::vector<Scenario> &scenarioRegistry()
+{
+    static std::vector<Scenario> all;
+    return all;
+}
+}  // namespace
+
+const std::vector<Scenario> &scenarios()
+{
+    std::sort(scenarioRegistry().begin(), scenarioRegistry().end(),
+              [](const Scenario &a, const Scenario &b) { return std::strcmp(a.name, b.name) < 0; });
+    return scenarioRegistry();
+}
+
+ScenarioRegistration::ScenarioRegistration(const Scenario &scenario)
+{
+    scenarioRegistry().push_back(scenario);
 }
 
 }  // namespace qvstress

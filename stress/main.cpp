@@ -2,10 +2,13 @@
 //   qvstress [--inputs N] [--seed S] [--first K] [--time-limit MS] [--memory-growth KIB]
 //            [--except CAMPAIGN]... [CAMPAIGN...]
 //   qvstress --list
-// Prints one line per campaign: inputs, inputs per second, memory before and after, defects.
+//   qvstress load [--scale F] [SCENARIO...]
+// Prints one line per campaign: inputs, inputs per second, memory before and after, defects;
+// with load, one line of figures per scenario (scale 1: the full load).
 // Exit code 0 when no campaign found a defect, 1 otherwise, 2 for a usage error, 3 when an
 // input ran past the time limit (the process is ended there, since the decoder cannot be).
 #include "Campaign.h"
+#include "Scenario.h"
 
 #include "qvcore/core/WinException.h"
 #include "qvcore/Platform.h"
@@ -216,8 +219,52 @@ bool parse(int argc, char **argv, Options &options)
 
 }  // namespace
 
+int runScenarios(int argc, char **argv)
+{
+    double scale = 1.0;
+    std::vector<std::string> names;
+    for (int i = 2; i < argc; ++i) {
+        std::string arg = argv[i];
+        if (arg == "--scale" && i + 1 < argc) {
+            scale = std::atof(argv[++i]);
+        } else if (arg == "--list") {
+            for (const Scenario &s : scenarios())
+                std::printf("%-20s %s\n", s.name, s.summary);
+            return 0;
+        } else if (!arg.empty() && arg[0] != '-') {
+            names.push_back(arg);
+        } else {
+            std::fprintf(stderr, "usage: qvstress load [--scale F] [SCENARIO...] | load --list\n");
+            return 2;
+        }
+    }
+    int defects = 0, ran = 0;
+    for (const Scenario &scenario : scenarios()) {
+        if (!names.empty() && std::find(names.begin(), names.end(), scenario.name) == names.end())
+            continue;
+        ++ran;
+        std::string report;
+        bool ok = false;
+        try {
+            ok = scenario.run(scale, report);
+        } catch (...) {
+            report += " (an exception left the scenario)";
+        }
+        std::printf("%s %-8s %s\n", ok ? "ok    " : "DEFECT", scenario.name, report.c_str());
+        std::fflush(stdout);
+        defects += !ok;
+    }
+    if (!ran) {
+        std::fprintf(stderr, "qvstress: unknown scenario (see load --list)\n");
+        return 2;
+    }
+    return defects ? 1 : 0;
+}
+
 int main(int argc, char **argv)
 {
+    if (argc > 1 && std::string(argv[1]) == "load")
+        return runScenarios(argc, argv);
     Options options;
     options.seed = GetTickCount64() ^ (static_cast<uint64_t>(GetCurrentProcessId()) << 32);
     if (!parse(argc, argv, options)) {
