@@ -49,6 +49,9 @@ struct Campaign {
     /// return is a defect the campaign saw itself (a result outside what the contract allows);
     /// it explains it in why.
     bool (*decode)(const std::string &input, std::string &why);
+    /// Optional: checks that an undamaged sample decodes cleanly, so that a campaign whose
+    /// decoder fails on everything (a parser that cannot even start) does not pass unnoticed.
+    bool (*checkSample)(const std::string &sample, std::string &why) = nullptr;
 };
 
 const std::vector<Campaign> &campaigns();

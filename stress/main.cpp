@@ -142,6 +142,14 @@ int runCampaign(const Campaign &campaign, const Options &options, Watchdog &watc
 {
     Random sampleRandom(inputSeed(options.seed, campaign.name, ~0ull));
     const std::vector<std::string> samples = campaign.samples(sampleRandom);
+    if (campaign.checkSample)
+        for (const std::string &sample : samples) {
+            std::string why;
+            if (!campaign.checkSample(sample, why)) {
+                std::printf("DEFECT %s: an undamaged sample does not decode: %s\n", campaign.name, why.c_str());
+                return 1;
+            }
+        }
     const uint64_t warmup = options.inputs / 20;
     size_t before = privateBytes();
     const ULONGLONG start = GetTickCount64();
@@ -265,6 +273,8 @@ int main(int argc, char **argv)
 {
     if (argc > 1 && std::string(argv[1]) == "load")
         return runScenarios(argc, argv);
+    // The XML parser is a COM object, made on this thread.
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     Options options;
     options.seed = GetTickCount64() ^ (static_cast<uint64_t>(GetCurrentProcessId()) << 32);
     if (!parse(argc, argv, options)) {
