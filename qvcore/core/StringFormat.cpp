@@ -67,12 +67,11 @@ String String::FromFormatV(const unsigned short *fmt, va_list args)
 {
     if (!fmt)
         return String();
-    CNumericLocale cLocale;
     // Almost every text fits the first buffer, which lives on the stack.
     wchar_t first[2048];
     va_list attempt;
     va_copy(attempt, args);
-    int count = _vsnwprintf(first, 2048, wide(fmt), attempt);
+    int count = _vsnwprintf_l(first, 2048, wide(fmt), ClassicNumericLocale(), attempt);
     va_end(attempt);
     if (count >= 0)
         return String(units(first), static_cast<unsigned int>(count));
@@ -84,7 +83,7 @@ String String::FromFormatV(const unsigned short *fmt, va_list args)
         checkLength(capacity / 2);
         buffer.resize(capacity);
         va_copy(attempt, args);
-        count = _vsnwprintf(buffer.data(), capacity, wide(fmt), attempt);
+        count = _vsnwprintf_l(buffer.data(), capacity, wide(fmt), ClassicNumericLocale(), attempt);
         va_end(attempt);
         if (count >= 0)
             break;

@@ -132,11 +132,7 @@ bool String::ParseNum(double &value) const
     if (text.empty())
         return false;
     char *end = nullptr;
-    double parsed;
-    {
-        CNumericLocale cLocale;
-        parsed = __MINGW_IMP_SYMBOL(strtod)(text.c_str(), &end);
-    }
+    const double parsed = _strtod_l(text.c_str(), &end, ClassicNumericLocale());
     if (end != text.c_str() + text.size())
         return false;
     value = parsed;

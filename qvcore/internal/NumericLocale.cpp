@@ -1,3 +1,22 @@
 #include "qvcore/internal/NumericLocale.h"
 
-CriticalSection numericLocaleLock __attribute__((init_priority(101)));
+namespace {
+
+struct ClassicLocale {
+    _locale_t locale = _create_locale(LC_ALL, "C");
+    ~ClassicLocale()
+    {
+        if (locale)
+            _free_locale(locale);
+    }
+};
+
+// Before any other static object of the library can format.
+ClassicLocale classic __attribute__((init_priority(101)));
+
+}  // namespace
+
+_locale_t ClassicNumericLocale()
+{
+    return classic.locale;
+}

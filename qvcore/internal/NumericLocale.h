@@ -1,48 +1,17 @@
 #ifndef QVCORE_INTERNAL_NUMERICLOCALE_H
 #define QVCORE_INTERNAL_NUMERICLOCALE_H
 
-// Internal to the library: the C runtime's numeric locale set to "C" for a scope, under the one
-// process-wide lock that every switch of it takes, so that formatting writes "." and parsing
-// reads it whatever locale the application has set, and no thread sees another's switch.
+// Internal to the library: the C runtime's "C" locale as an object of its own, for formatting
+// and parsing numbers through the runtime's locale-taking functions (_vsnwprintf_l,
+// _strtod_l). They write and read "." whatever locale the application has set, and they never
+// read the runtime's global locale: an application thread may switch that at any moment, and
+// the runtime frees the old locale's data under any other thread formatting with it. (Switching
+// the global locale to "C" around each call, under a lock of the library's own, protected the
+// library's threads from each other but not from the application's setlocale.)
 
-#include "qvcore/internal/CriticalSection.h"
+#include <locale.h>
 
-#include <clocale>
-#include <cstdlib>
-#include <cstring>
-#include <string.h>
-
-/// The lock every switch of the numeric locale takes. Constructed when the library loads,
-/// before any other static object of the library can format.
-extern CriticalSection numericLocaleLock;
-
-/// Holds the lock with the numeric locale "C" for its lifetime, then restores the previous
-/// locale. Switching costs microseconds under some runtimes, so an already "C" locale is left
-/// alone. Inline: formatting a number costs little more than the lock and this test.
-class CNumericLocale {
-public:
-    CNumericLocale() : saved_(nullptr)
-    {
-        numericLocaleLock.Enter();
-        const char *current = setlocale(LC_NUMERIC, nullptr);
-        if (current && std::strcmp(current, "C") != 0) {
-            saved_ = _strdup(current);
-            setlocale(LC_NUMERIC, "C");
-        }
-    }
-    ~CNumericLocale()
-    {
-        if (saved_) {
-            setlocale(LC_NUMERIC, saved_);
-            std::free(saved_);
-        }
-        numericLocaleLock.Leave();
-    }
-    CNumericLocale(const CNumericLocale &) = delete;
-    CNumericLocale &operator=(const CNumericLocale &) = delete;
-
-private:
-    char *saved_;
-};
+/// The "C" locale, created when the library loads and freed when it unloads.
+_locale_t ClassicNumericLocale();
 
 #endif

@@ -73,6 +73,8 @@ void forEachChild1(IXMLElement *parent, Take take)
 {
     ComPtr<IXMLElementCollection> children;
     Check(parent->get_children(children.receive()));
+    if (!children)  // an element without children has no collection at all
+        return;
     ComPtr<IUnknown> enumerable;
     Check(children->get__newEnum(enumerable.receive()));
     ComPtr<IEnumVARIANT> items;

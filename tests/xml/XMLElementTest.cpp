@@ -84,6 +84,10 @@ TEST_F(XMLElementTest, MissingChildIsEmptyOrWithMustExistAnError)
     parser.ParseData("<list><item/></list>");
     EXPECT_FALSE(parser.GetChildElement(L"group", false));
     EXPECT_TRUE(parser.GetChildElements(L"group", false).empty());
+    // A leaf: the first generation's parser gives it no child collection at all.
+    XMLElement leaf = parser.GetChildElement(L"item", true);
+    EXPECT_FALSE(leaf.GetChildElement(L"*", false));
+    EXPECT_TRUE(leaf.GetChildElements(L"*", false).empty());
     for (bool many : {false, true}) {
         XMLException e = XML_EXCEPTION_OF(many ? (void)parser.GetChildElements(L"group", true)
                                                : (void)parser.GetChildElement(L"group", true));
