@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <set>
 #include <string>
 
@@ -47,6 +48,16 @@ std::string contentOf(const String &path)
 
 const std::string kOriginal = "[Keep]\r\nvalue=original\r\n";
 
+bool writable(const String &path)
+{
+    HANDLE probe = CreateFileA(path.SystemMultibyte().c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                               0, nullptr);
+    if (probe == INVALID_HANDLE_VALUE)
+        return false;
+    CloseHandle(probe);
+    return true;
+}
+
 class ReadOnlyFile : public TempDirectoryTest {
 protected:
     void SetUp() override
@@ -55,13 +66,17 @@ protected:
         target_ = path(String(L"settings.ini"));
         filetest::writeFile(target_, kOriginal);
         ASSERT_TRUE(SetFileAttributesA(target_.SystemMultibyte().c_str(), FILE_ATTRIBUTE_READONLY));
-        HANDLE probe = CreateFileA(target_.SystemMultibyte().c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                   OPEN_EXISTING, 0, nullptr);
-        if (probe != INVALID_HANDLE_VALUE) {
-            CloseHandle(probe);
-            GTEST_SKIP() << "the system lets this user write read-only files (Wine keeps the attribute as the "
-                            "host's write permission, which the superuser is not held to)";
+        if (!writable(target_))
+            return;
+        // Wine keeps the attribute as the host's write permission, which the superuser is not
+        // held to: the host's immutable file is read-only for every user.
+        const char *immutable = std::getenv("QVCORE_TEST_IMMUTABLE_FILE");
+        if (immutable && contentOf(String::FromSystemMultibyte(immutable)) == kOriginal &&
+            !writable(String::FromSystemMultibyte(immutable))) {
+            target_ = String::FromSystemMultibyte(immutable);
+            return;
         }
+        GTEST_SKIP() << "this user writes read-only files and the host has no immutable file for the test";
     }
     void TearDown() override
     {
