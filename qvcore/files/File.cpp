@@ -55,6 +55,9 @@ void File::Create(const String &name, unsigned access, unsigned share, bool inhe
         throwLastError();
     }
     path_ = GetFullPath(name);
+    // Wine opens a name one character longer than it expands: the file keeps the name it has.
+    if (path_.empty())
+        path_ = name;
 }
 
 void File::Open(const String &name, unsigned access, unsigned share, bool inheritable, unsigned disposition,

@@ -41,7 +41,8 @@ public:
     /// Opens or creates name: access, share, disposition and flags go to the system's
     /// CreateFile unchanged; inheritable makes the handle inheritable by child processes.
     /// A handle already held is not closed (close first). On success the stored path is
-    /// GetFullPath(name); on failure the handle is invalid and File::Exception is thrown.
+    /// GetFullPath(name), or name itself where the system opens a name it cannot expand; on
+    /// failure the handle is invalid and File::Exception is thrown.
     void Create(const String &name, unsigned access, unsigned share, bool inheritable, unsigned disposition,
                 unsigned flags);
     /// The same as Create().

@@ -63,9 +63,17 @@ void FileOutputStream::Write(const char *data, int count)
 {
     if (count < 1 || !handle)
         return;
-    DWORD written = 0;
-    if (!WriteFile(handle.get(), data, static_cast<DWORD>(count), &written, nullptr))
-        StreamBase::ThrowLastError();
+    // A system that takes part of a write (a file-size limit reached) says why only when asked
+    // for the rest: every byte is either written or reported.
+    while (count > 0) {
+        DWORD written = 0;
+        if (!WriteFile(handle.get(), data, static_cast<DWORD>(count), &written, nullptr))
+            StreamBase::ThrowLastError();
+        if (written == 0)
+            StreamBase::ThrowSystemError(ERROR_DISK_FULL);
+        data += written;
+        count -= static_cast<int>(written);
+    }
 }
 
 void FileOutputStream::FlushSelf()

@@ -41,7 +41,8 @@ public:
     FileOutputStream(File &file, bool append);
     ~FileOutputStream() noexcept(false) override;
 
-    /// One WriteFile per call (nothing for a count below 1).
+    /// Writes all count bytes (nothing for a count below 1): WriteFile again for the rest when
+    /// the system takes part of them, so that a failure is thrown rather than bytes dropped.
     void Write(const char *data, int count) override;
 
 protected:

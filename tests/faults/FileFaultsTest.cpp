@@ -1,0 +1,362 @@
+// Files that refuse to be written, disappear while being listed, or have names longer than
+// the system takes: each failure comes out as the class's documented error and nothing that
+// was on the disk before is lost or written to a file of another name.
+
+#include "qvcore/files/File.h"
+#include "qvcore/files/FileData.h"
+#include "qvcore/files/PrivateProfile.h"
+#include "qvcore/streams/FileStream.h"
+
+#include "tests/support/StringPrinting.h"
+#include "tests/support/TempDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <set>
+#include <string>
+
+namespace {
+
+using filetest::TempDirectoryTest;
+
+std::string contentOf(const String &path)
+{
+    HANDLE file = CreateFileA(path.SystemMultibyte().c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                              nullptr, OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return "<missing>";
+    std::string bytes(1 << 16, '\0');
+    DWORD read = 0;
+    ReadFile(file, &bytes[0], static_cast<DWORD>(bytes.size()), &read, nullptr);
+    CloseHandle(file);
+    bytes.resize(read);
+    return bytes;
+}
+
+// A StreamBase::Exception of code SystemError carrying the system's text for expectedCode.
+#define EXPECT_STREAM_SYSTEM_ERROR(statement, expectedCode)                          \
+    do {                                                                             \
+        try {                                                                        \
+            statement;                                                               \
+            ADD_FAILURE() << "no exception from " #statement;                       \
+        } catch (const StreamBase::Exception &e) {                                   \
+            EXPECT_EQ(StreamBase::SystemError, e.code);                              \
+            EXPECT_EQ(String::FromError(expectedCode), e.message);                   \
+        }                                                                            \
+    } while (0)
+
+const std::string kOriginal = "[Keep]\r\nvalue=original\r\n";
+
+bool writable(const String &path)
+{
+    HANDLE probe = CreateFileA(path.SystemMultibyte().c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                               0, nullptr);
+    if (probe == INVALID_HANDLE_VALUE)
+        return false;
+    CloseHandle(probe);
+    return true;
+}
+
+class ReadOnlyFile : public TempDirectoryTest {
+protected:
+    void SetUp() override
+    {
+        TempDirectoryTest::SetUp();
+        target_ = path(String(L"settings.ini"));
+        filetest::writeFile(target_, kOriginal);
+        ASSERT_TRUE(SetFileAttributesA(target_.SystemMultibyte().c_str(), FILE_ATTRIBUTE_READONLY));
+        if (!writable(target_))
+            return;
+        // Wine keeps the attribute as the host's write permission, which the superuser is not
+        // held to: the host's immutable file is read-only for every user.
+        const char *immutable = std::getenv("QVCORE_TEST_IMMUTABLE_FILE");
+        if (immutable && contentOf(String::FromSystemMultibyte(immutable)) == kOriginal &&
+            !writable(String::FromSystemMultibyte(immutable))) {
+            target_ = String::FromSystemMultibyte(immutable);
+            return;
+        }
+        GTEST_SKIP() << "this user writes read-only files and the host has no immutable file for the test";
+    }
+    void TearDown() override
+    {
+        SetFileAttributesA(target_.SystemMultibyte().c_str(), FILE_ATTRIBUTE_NORMAL);
+        TempDirectoryTest::TearDown();
+    }
+    String target_;
+};
+
+TEST_F(ReadOnlyFile, FileCreateForWritingIsDeniedAndKeepsTheContent)
+{
+    File file;
+    EXPECT_FILE_ERROR(file.Create(target_, GENERIC_WRITE, 0, false, CREATE_ALWAYS, 0), ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(file.IsValid());
+    EXPECT_FILE_ERROR(file.OpenForReadWrite(target_, 0, OPEN_EXISTING, false, 0), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(kOriginal, contentOf(target_));
+}
+
+TEST_F(ReadOnlyFile, FileOutputStreamIsDeniedWhetherTruncatingOrAppending)
+{
+    EXPECT_STREAM_SYSTEM_ERROR(FileOutputStream stream(target_, false), ERROR_ACCESS_DENIED);
+    EXPECT_STREAM_SYSTEM_ERROR(FileOutputStream stream(target_, true), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(kOriginal, contentOf(target_));
+}
+
+TEST_F(ReadOnlyFile, ProfileSaveIsDeniedAndKeepsTheContent)
+{
+    PrivateProfile profile;
+    profile.SetValue(String(L"Keep"), String(L"value"), 42);
+    EXPECT_FILE_ERROR(profile.Save(target_), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(kOriginal, contentOf(target_));
+}
+
+class SharedFile : public TempDirectoryTest {
+protected:
+    void SetUp() override
+    {
+        TempDirectoryTest::SetUp();
+        target_ = path(String(L"data.bin"));
+        filetest::writeFile(target_, kOriginal);
+    }
+    String target_;
+};
+
+TEST_F(SharedFile, LockingARegionLockedByAnotherHandleGivesTheLockViolation)
+{
+    const unsigned share = FILE_SHARE_READ | FILE_SHARE_WRITE;
+    File owner;
+    owner.OpenForReadWrite(target_, share, OPEN_EXISTING, false, 0);
+    owner.LockRegion(4, 8);
+
+    File other;
+    other.OpenForReadWrite(target_, share, OPEN_EXISTING, false, 0);
+    EXPECT_FILE_ERROR(other.LockRegion(0, 5), ERROR_LOCK_VIOLATION);
+    EXPECT_FILE_ERROR(other.Lock(), ERROR_LOCK_VIOLATION);
+    EXPECT_THROW(other.UnlockRegion(4, 8), File::Exception);
+    other.LockRegion(0, 4);
+    owner.UnlockRegion(4, 8);
+    other.LockRegion(4, 8);
+    EXPECT_EQ(kOriginal, contentOf(target_));
+}
+
+TEST_F(SharedFile, WritingARegionLockedByAnotherHandleGivesTheLockViolation)
+{
+    const unsigned share = FILE_SHARE_READ | FILE_SHARE_WRITE;
+    File owner;
+    owner.OpenForReadWrite(target_, share, OPEN_EXISTING, false, 0);
+    owner.LockRegion(0, 8);
+
+    File other;
+    other.OpenForReadWrite(target_, share, OPEN_EXISTING, false, 0);
+    {
+        HANDLE probe = CreateFileA(target_.SystemMultibyte().c_str(), GENERIC_WRITE, share, nullptr, OPEN_EXISTING,
+                                   0, nullptr);
+        DWORD written = 0;
+        const BOOL wrote = WriteFile(probe, "[", 1, &written, nullptr);
+        CloseHandle(probe);
+        if (wrote)
+            GTEST_SKIP() << "the system does not hold writes to locked regions (Wine keeps locks among "
+                            "LockFile calls only)";
+    }
+    EXPECT_FILE_ERROR(other.Write(std::string("XXXX")), ERROR_LOCK_VIOLATION);
+    std::string read;
+    other.SetFilePos(0, 0);
+    EXPECT_FILE_ERROR(other.Read(read, 4), ERROR_LOCK_VIOLATION);
+    {
+        FileOutputStream stream(other, false);
+        other.SetFilePos(2, 0);
+        EXPECT_STREAM_SYSTEM_ERROR(stream.Write("YY", 2), ERROR_LOCK_VIOLATION);
+    }
+    EXPECT_EQ(kOriginal, contentOf(target_));
+
+    // Past the locked region the other handle writes as usual.
+    other.SetFilePos(8, 0);
+    EXPECT_EQ(2u, other.Write(std::string("ZZ")));
+    owner.UnlockRegion(0, 8);
+    other.SetFilePos(0, 0);
+    EXPECT_EQ(1u, other.Write(std::string("[")));
+    std::string expected = kOriginal;
+    expected.replace(8, 2, "ZZ");
+    EXPECT_EQ(expected, contentOf(target_));
+}
+
+TEST_F(SharedFile, OpeningAFileHeldWithoutSharingGivesTheSharingViolation)
+{
+    File owner;
+    owner.OpenForReading(target_, 0, OPEN_EXISTING, false, 0);
+
+    File other;
+    EXPECT_FILE_ERROR(other.Create(target_, GENERIC_WRITE, 0, false, CREATE_ALWAYS, 0), ERROR_SHARING_VIOLATION);
+    EXPECT_STREAM_SYSTEM_ERROR(FileOutputStream stream(target_, false), ERROR_SHARING_VIOLATION);
+    PrivateProfile profile;
+    EXPECT_FILE_ERROR(profile.Save(target_), ERROR_SHARING_VIOLATION);
+    owner.Close();
+    EXPECT_EQ(kOriginal, contentOf(target_));
+}
+
+// The system's own full device: every write fails as on a full disk.
+TEST(FullDevice, WritesFailWithTheDiskFullText)
+{
+    File file;
+    try {
+        file.Create(String(L"Z:\\dev\\full"), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, false,
+                    OPEN_EXISTING, 0);
+    } catch (const File::Exception &e) {
+        GTEST_SKIP() << "the host's full device cannot be opened here (error " << e.code << ")";
+    }
+    EXPECT_FILE_ERROR(file.Write(std::string(4096, 'x')), ERROR_DISK_FULL);
+    FileOutputStream stream(file, false);
+    EXPECT_STREAM_SYSTEM_ERROR(stream.Write("abc", 3), ERROR_DISK_FULL);
+}
+
+class RemovedUnderFinder : public TempDirectoryTest {};
+
+TEST_F(RemovedUnderFinder, NextEndsCleanlyAfterTheEntriesAndTheirDirectoryAreDeleted)
+{
+    std::set<std::string> names;
+    for (int i = 0; i < 40; ++i) {
+        std::string name = "f" + std::to_string(i) + ".txt";
+        names.insert(name);
+        filetest::writeFile(path(String::FromLatin1(name.c_str())), "x");
+    }
+    FileFinder finder;
+    ASSERT_TRUE(finder.Start(File::MakePath(dir(), String(L"*.txt")), false));
+    for (const std::string &name : names)
+        ASSERT_TRUE(DeleteFileA((dir().SystemMultibyte() + "\\" + name).c_str()));
+    // The open search may keep the directory itself from going (Windows does).
+    RemoveDirectoryA(dir().SystemMultibyte().c_str());
+
+    // Entries the system had already read may still come; nothing else does, and the search
+    // ends.
+    int steps = 0;
+    do {
+        EXPECT_EQ(1u, names.count(finder.GetFileName().SystemMultibyte())) << finder.GetFileName().Utf8();
+        ASSERT_LT(++steps, 100);
+    } while (finder.Next());
+    EXPECT_FALSE(finder.IsValid());
+    EXPECT_TRUE(finder.GetFilePath().empty());
+    EXPECT_FALSE(finder.Next());
+
+    // A new search finds nothing.
+    EXPECT_FALSE(finder.Start(File::MakePath(dir(), String(L"*.txt")), false));
+    EXPECT_FALSE(finder.IsValid());
+}
+
+// Names of exactly the length the narrow functions take (MAX_PATH - 1 characters) and longer.
+class LongPath : public TempDirectoryTest {
+protected:
+    // A path of length characters in a subfolder of the test directory: "<dir>\d\aaa...".
+    String pathOfLength(size_t length)
+    {
+        std::string base = dir().SystemMultibyte() + "\\d";
+        CreateDirectoryA(base.c_str(), nullptr);
+        std::string name = base + "\\";
+        // Components stay under the host's 255-byte limit.
+        while (name.size() < length) {
+            size_t room = length - name.size();
+            if (room > 200 + 2) {
+                name += std::string(200, 'a');
+                CreateDirectoryA(name.c_str(), nullptr);
+                name += "\\";
+            } else {
+                name += std::string(room, 'b');
+            }
+        }
+        return String::FromSystemMultibyte(name);
+    }
+    // Every name below the test directory, so that a truncated name cannot go unnoticed.
+    std::set<std::string> entries()
+    {
+        std::set<std::string> found;
+        walk(dir().SystemMultibyte(), found);
+        return found;
+    }
+
+private:
+    void walk(const std::string &folder, std::set<std::string> &found)
+    {
+        WIN32_FIND_DATAA data;
+        HANDLE search = FindFirstFileA((folder + "\\*").c_str(), &data);
+        if (search == INVALID_HANDLE_VALUE)
+            return;
+        do {
+            std::string name = data.cFileName;
+            if (name == "." || name == "..")
+                continue;
+            found.insert(folder + "\\" + name);
+            if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+                walk(folder + "\\" + name, found);
+        } while (FindNextFileA(search, &data));
+        FindClose(search);
+    }
+};
+
+TEST_F(LongPath, TheLongestNameIsCreatedWhole)
+{
+    const String name = pathOfLength(MAX_PATH - 1);
+    ASSERT_EQ(static_cast<size_t>(MAX_PATH - 1), name.size());
+    File file;
+    file.Create(name, GENERIC_WRITE, 0, false, CREATE_NEW, 0);
+    EXPECT_EQ(name, file.GetFilePath());
+    EXPECT_EQ(3u, file.Write(std::string("abc")));
+    file.Close();
+    EXPECT_TRUE(File::FileExists(name));
+    EXPECT_EQ(3u, File::GetFileSize(name));
+    EXPECT_EQ(name, File::GetFullPath(name));
+    FileFinder finder;
+    ASSERT_TRUE(finder.Start(name, false));
+    EXPECT_EQ(name, finder.GetFilePath());
+}
+
+// Windows stops the narrow functions at MAX_PATH - 1 characters; Wine takes one more. Either
+// way a name is created whole or fails with the system's code, and never lands on another name.
+TEST_F(LongPath, LongerNamesAreCreatedWholeOrFailClearly)
+{
+    for (size_t length : {size_t(MAX_PATH), size_t(MAX_PATH + 1), size_t(300), size_t(1000), size_t(40000)}) {
+        SCOPED_TRACE(length);
+        const String name = pathOfLength(length);
+        ASSERT_EQ(length, name.size());
+        const std::set<std::string> before = entries();
+
+        File file;
+        try {
+            file.Create(name, GENERIC_WRITE, 0, false, CREATE_ALWAYS, 0);
+            EXPECT_LE(length, static_cast<size_t>(MAX_PATH)) << "a name this long is refused by every system";
+            EXPECT_EQ(name, file.GetFilePath());
+            file.Close();
+            std::set<std::string> expected = before;
+            expected.insert(name.SystemMultibyte());
+            EXPECT_EQ(expected, entries());
+            EXPECT_TRUE(File::FileExists(name));
+            File::DeleteFileA(name);
+            EXPECT_EQ(before, entries());
+            continue;
+        } catch (const File::Exception &e) {
+            EXPECT_NE(0u, e.code);
+            EXPECT_EQ(String::FromError(e.code), e.message);
+            EXPECT_FALSE(e.message.empty());
+        }
+        EXPECT_FALSE(file.IsValid());
+        EXPECT_THROW(FileOutputStream stream(name, false), StreamBase::Exception);
+        PrivateProfile profile;
+        profile.SetValue(String(L"S"), String(L"k"), 1);
+        EXPECT_THROW(profile.Save(name), File::Exception);
+
+        FileFinder finder;
+        EXPECT_FALSE(finder.Start(name, false));
+        EXPECT_FALSE(finder.IsValid());
+        EXPECT_FALSE(File::FileExists(name));
+        EXPECT_FALSE(File::IsDirectory(name));
+        EXPECT_EQ(0u, File::GetFileSize(name));
+        EXPECT_FALSE(File::CreateDirectoryA(name));
+        EXPECT_FALSE(File::CreatePath(name));
+        File::DeleteFileA(name);
+        EXPECT_TRUE(File::GetShortPath(name).empty());
+        EXPECT_TRUE(File::GetCanonicalPath(name).empty());
+        const String full = File::GetFullPath(name);
+        EXPECT_TRUE(full.empty() || full == name) << full.size() << " characters";
+        EXPECT_EQ(before, entries());
+    }
+}
+
+}  // namespace
