@@ -1,7 +1,8 @@
 #!/bin/sh
 # Checks the SDK of a build tree as a client sees it: installs the tree, packs its zip, builds
 # every example in examples/ against the installed package with find_package(QvCore), and runs
-# each under Wine, comparing its standard output with the example's expected.txt.
+# each under Wine, comparing its standard output with the example's expected.txt. The installed
+# qvcore.dll is registered as the COM server while the examples run.
 # Usage: check-examples.sh BUILD_DIR
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -42,6 +43,15 @@ rm -rf "$examples"
 quietly cmake -S "$root/examples" -B "$examples" -G Ninja \
         -DCMAKE_TOOLCHAIN_FILE="$sdk/lib/cmake/QvCore/toolchain-$arch.cmake" -DCMAKE_PREFIX_PATH="$sdk"
 quietly cmake --build "$examples"
+
+# The comlog example reaches the library through COM alone: the installed DLL is registered
+# for the run (as a user would with regsvr32) and unregistered afterwards, whatever happens.
+server="Z:$(printf '%s' "$sdk/bin/qvcore.dll" | tr / '\\')"
+unregister() { "$root/tools/wine/wine-run.sh" "$build" regsvr32 /u /s "$server" >/dev/null 2>&1 || true; }
+trap unregister EXIT
+if ! quietly "$root/tools/wine/wine-run.sh" "$build" regsvr32 /s "$server"; then
+    echo "regsvr32 could not register $server"; status=1
+fi
 
 for expected in "$root"/examples/*/expected.txt; do
     name=$(basename "$(dirname "$expected")")
