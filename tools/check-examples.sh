@@ -58,10 +58,12 @@ for expected in "$root"/examples/*/expected.txt; do
     exe="$examples/$name/$name.exe"
     work="$examples/$name/run"
     mkdir -p "$work"
-    if ! actual=$(cd "$work" && "$root/tools/wine/wine-run.sh" "$build" "$exe" 2>"$work/stderr" | tr -d '\r'); then
-        echo "example $name failed:"; cat "$work/stderr"; status=1
+    # No pipe here: the example's own exit code must decide (a DLL Wine cannot find is exit 53).
+    if ! (cd "$work" && "$root/tools/wine/wine-run.sh" "$build" "$exe" >"$work/stdout" 2>"$work/stderr"); then
+        echo "example $name failed:"; cat "$work/stdout" "$work/stderr"; status=1
         continue
     fi
+    actual=$(tr -d '\r' <"$work/stdout")
     if [ "$actual" = "$(cat "$expected")" ]; then
         echo "example $name: as expected"
     else

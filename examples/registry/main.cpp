@@ -96,8 +96,8 @@ int main()
     }
     try {
         {
-            // Objects live on the stack as long as they are in use; the album is shared by
-            // reference counting.
+            // The root may live on the stack: WriteObject and ReadObject only borrow it. The
+            // objects it refers to are counted: made with new, freed by their last Release.
             ComPtr<Album> album(new Album);
             album->title = "Coastline";
             album->year = 1998;
