@@ -147,7 +147,7 @@ private:
     HandleRecord *record_;
 };
 
-/// Registration of in-process COM classes under HKEY_LOCAL_MACHINE\Software\Classes\CLSID, the
+/// Registration of in-process COM classes under `HKEY_LOCAL_MACHINE\Software\Classes\CLSID`, the
 /// machine-wide class registry. Every function returns false or a default text on failure and
 /// never throws.
 class QVCORE_API RegistryHelper {
@@ -172,7 +172,7 @@ public:
     /// The registered server path; empty when there is none.
     static String GetClassServer(const GUID &clsid);
 
-    /// "Software\Classes\CLSID\{...}": the class key's path under HKEY_LOCAL_MACHINE.
+    /// `Software\Classes\CLSID\{...}`: the class key's path under HKEY_LOCAL_MACHINE.
     static String GetClassPath(const GUID &clsid);
 };
 
