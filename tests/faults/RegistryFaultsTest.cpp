@@ -17,20 +17,7 @@ namespace {
 using graph::Node;
 using registrytest::RegistryTest;
 
-class DeniedRegistryKey : public RegistryTest {
-protected:
-    DeniedRegistryKey() : live_(graph::liveObjects()) {}
-    ~DeniedRegistryKey() override
-    {
-        factory->Release();
-        EXPECT_EQ(live_, graph::liveObjects()) << "objects leaked or released twice";
-    }
-    ObjectFactory *factory = new ObjectFactory;
-    QV_SERIAL_CLASS(*factory, Node);
-
-private:
-    int live_;
-};
+using DeniedRegistryKey = registrytest::ObjectRegistryTest;
 
 TEST_F(DeniedRegistryKey, EveryChangeThroughAReadOnlyHandleIsDeniedAndChangesNothing)
 {

@@ -11,22 +11,7 @@ using registrytest::RegistryTest;
 
 namespace {
 
-// A factory that knows the test classes; every object a test made must be gone by its end.
-class RegistryObjectTest : public RegistryTest {
-protected:
-    RegistryObjectTest() : live_(graph::liveObjects()) {}
-    ~RegistryObjectTest() override
-    {
-        factory->Release();
-        EXPECT_EQ(live_, graph::liveObjects()) << "objects leaked or released twice";
-    }
-
-    ObjectFactory *factory = new ObjectFactory;
-    QV_SERIAL_CLASS(*factory, Node);
-
-private:
-    int live_;
-};
+using RegistryObjectTest = registrytest::ObjectRegistryTest;
 
 // ReadObjectInternal is for derived keys: this one lets the tests call it.
 class CreatingKey : public RegistryKey {

@@ -6,6 +6,7 @@
 // registry itself and never cleans up after itself.
 
 #include "qvcore/files/RegistryKey.h"
+#include "tests/support/SerialTestClasses.h"
 #include "tests/support/SystemText.h"
 
 #include <gtest/gtest.h>
@@ -68,6 +69,24 @@ protected:
 private:
     std::string narrowPath_;
     RegistryKey key_;
+};
+
+// RegistryTest with a factory that knows graph::Node; every object a test made must be gone by
+// its end.
+class ObjectRegistryTest : public RegistryTest {
+protected:
+    ObjectRegistryTest() : live_(graph::liveObjects()) {}
+    ~ObjectRegistryTest() override
+    {
+        factory->Release();
+        EXPECT_EQ(live_, graph::liveObjects()) << "objects leaked or released twice";
+    }
+
+    ObjectFactory *factory = new ObjectFactory;
+    QV_SERIAL_CLASS(*factory, graph::Node);
+
+private:
+    int live_;
 };
 
 }  // namespace registrytest
