@@ -11,27 +11,16 @@ import subprocess
 import sys
 import tempfile
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from winecheck import check, finish, run_under  # noqa: E402
+
 wine_run, build, qvtool = sys.argv[1:4]
 KEY = rf"HKCU\Software\QvCoreTests\interop-{os.getpid()}"
-failures = 0
-checks = 0
 
 
 def run(*args):
     # qvtool writes the ANSI code page (1252), reg.exe the OEM one (437) as console programs do.
-    done = subprocess.run([wine_run, build] + list(args), capture_output=True, timeout=120)
-    encoding = "cp437" if args[0] == "reg" else "cp1252"
-    return done.returncode, done.stdout.decode(encoding, "replace"), done.stderr.decode(encoding, "replace")
-
-
-def check(what, ok, detail=""):
-    global failures, checks
-    checks += 1
-    if ok:
-        print(f"ok   {what}")
-    else:
-        failures += 1
-        print(f"FAIL {what}\n     {detail}")
+    return run_under(wine_run, build, args, "cp437" if args[0] == "reg" else "cp1252")
 
 
 def reg_add(name, kind, data):
@@ -121,5 +110,4 @@ try:
 finally:
     run("reg", "delete", KEY, "/f")
 
-print(f"{checks - failures} passed, {failures} failed")
-sys.exit(1 if failures else 0)
+sys.exit(finish())

@@ -12,22 +12,15 @@ import subprocess
 import sys
 import zlib
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from winecheck import check, finish, run_under  # noqa: E402
+
 wine_run, build, program = sys.argv[1:4]
 SUBKEY = rf"Software\QvCoreTests\objects-{os.getpid()}"
-failures = 0
-checks = 0
 
 
 def run(*args):
-    done = subprocess.run([wine_run, build] + list(args), capture_output=True, timeout=120)
-    return done.returncode, done.stdout.decode("cp437", "replace"), done.stderr.decode("cp437", "replace")
-
-
-def check(what, ok, detail=""):
-    global failures, checks
-    print(f"ok   {what}" if ok else f"FAIL {what}\n     {detail}")
-    checks += 1
-    failures += 0 if ok else 1
+    return run_under(wine_run, build, args, "cp437")
 
 
 try:
@@ -64,5 +57,4 @@ try:
 finally:
     run("reg", "delete", "HKCU\\" + SUBKEY, "/f")
 
-print(f"{checks - failures} passed, {failures} failed")
-sys.exit(1 if failures else 0)
+sys.exit(finish())

@@ -17,13 +17,14 @@ import subprocess
 import sys
 import tempfile
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from winecheck import check, finish, run_under  # noqa: E402
+
 wine_run, build, client = sys.argv[1:4]
 bin_dir = os.path.dirname(client)
 qvtool = os.path.join(bin_dir, "qvtool.exe")
 CLASS_KEY = r"HKLM\Software\Classes\CLSID\{16D389DE-1A3F-4A43-986D-2D07C91F911B}"
 CLASS_NOT_REGISTERED = "0x80040154"  # REGDB_E_CLASSNOTREG
-failures = 0
-checks = 0
 
 
 def windows(path):
@@ -31,18 +32,7 @@ def windows(path):
 
 
 def run(*args):
-    done = subprocess.run([wine_run, build] + list(args), capture_output=True, timeout=120)
-    return done.returncode, done.stdout.decode("cp1252", "replace"), done.stderr.decode("cp1252", "replace")
-
-
-def check(what, ok, detail=""):
-    global failures, checks
-    checks += 1
-    if ok:
-        print(f"ok   {what}")
-    else:
-        failures += 1
-        print(f"FAIL {what}\n     {detail}")
+    return run_under(wine_run, build, args, "cp1252")
 
 
 def registered_values():
@@ -114,5 +104,4 @@ with tempfile.TemporaryDirectory() as work:
     check("qvtool reg unregister", code == 0 and out == "" and err == "", f"exit {code}: {out} {err}")
     check_unregistered("qvtool reg unregister")
 
-print(f"{checks - failures} passed, {failures} failed")
-sys.exit(1 if failures else 0)
+sys.exit(finish())
