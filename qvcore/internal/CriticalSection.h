@@ -2,7 +2,7 @@
 #define QVCORE_INTERNAL_CRITICALSECTION_H
 
 // Internal to the library: the system's critical section as an object, and the guard that
-// holds it for a scope. Recursive, as the system's is.
+// holds it for a scope (recursive, as the system's is); guards for slim reader/writer locks.
 
 #include "qvcore/Platform.h"
 
@@ -31,5 +31,20 @@ public:
 private:
     CriticalSection &section_;
 };
+
+// Holds a slim reader/writer lock for a scope, shared or exclusive. Not recursive.
+template <void(WINAPI *Acquire)(PSRWLOCK), void(WINAPI *Release)(PSRWLOCK)>
+class SRWGuard {
+public:
+    explicit SRWGuard(SRWLOCK &lock) : lock_(lock) { Acquire(&lock_); }
+    ~SRWGuard() { Release(&lock_); }
+    SRWGuard(const SRWGuard &) = delete;
+    SRWGuard &operator=(const SRWGuard &) = delete;
+
+private:
+    SRWLOCK &lock_;
+};
+typedef SRWGuard<AcquireSRWLockShared, ReleaseSRWLockShared> SharedGuard;
+typedef SRWGuard<AcquireSRWLockExclusive, ReleaseSRWLockExclusive> ExclusiveGuard;
 
 #endif

@@ -26,26 +26,63 @@ unsigned __stdcall Thread::threadMain(void *self)
     return 0;
 }
 
+namespace {
+
+// Guards every Thread's attached handle: the handle of a run can be released by any thread
+// that sees the run end, while others wait on it or a start attaches the next. One lock for
+// all threads, because a Thread's layout holds nothing but its handle; it is never held during
+// a wait that can block.
+SRWLOCK attachedRunsLock = SRWLOCK_INIT;
+
+}  // namespace
+
+bool Thread::releaseIfEnded() const
+{
+    // Whatever run is attached now, a wait that does not time out means it is over, or that
+    // its handle cannot be waited on, which is of no further use either.
+    if (handle_ && WaitForSingleObject(handle_.get(), 0) != WAIT_TIMEOUT)
+        handle_.reset();
+    return !handle_;
+}
+
 bool Thread::start(Priority priority)
 {
-    if (handle_)
+    for (;;) {
         waitForEnd(INFINITE);
-    uintptr_t created = _beginthreadex(nullptr, 0, threadMain, this, CREATE_SUSPENDED, nullptr);
-    if (created == 0)
-        return false;
-    handle_.reset(reinterpret_cast<HANDLE>(created));
-    setPriority(priority);
-    ResumeThread(handle_.get());
-    return true;
+        ExclusiveGuard guard(attachedRunsLock);
+        // Another start may have attached its run since the wait: wait for that one too.
+        if (!releaseIfEnded())
+            continue;
+        uintptr_t created = _beginthreadex(nullptr, 0, threadMain, this, CREATE_SUSPENDED, nullptr);
+        if (created == 0)
+            return false;
+        handle_.reset(reinterpret_cast<HANDLE>(created));
+        SetThreadPriority(handle_.get(), priority);
+        ResumeThread(handle_.get());
+        return true;
+    }
 }
 
 bool Thread::waitForEnd(unsigned long timeoutMs) const
 {
-    // The first wait that does not time out releases the handle, whether the thread ended or
-    // the wait failed: a handle that cannot be waited on is of no further use.
-    if (handle_ && WaitForSingleObject(handle_.get(), timeoutMs) != WAIT_TIMEOUT)
-        handle_.reset();
-    return !handle_;
+    if (timeoutMs != 0) {
+        // Wait on a handle of our own, so that a release by another thread meanwhile cannot
+        // close the handle under the wait.
+        ScopedKernelHandle run;
+        {
+            SharedGuard guard(attachedRunsLock);
+            if (!handle_)
+                return true;
+            HANDLE duplicate = nullptr;
+            if (DuplicateHandle(GetCurrentProcess(), handle_.get(), GetCurrentProcess(), &duplicate, SYNCHRONIZE,
+                                FALSE, 0))
+                run.reset(duplicate);
+        }
+        if (run && WaitForSingleObject(run.get(), timeoutMs) == WAIT_TIMEOUT)
+            return false;
+    }
+    ExclusiveGuard guard(attachedRunsLock);
+    return releaseIfEnded();
 }
 
 bool Thread::isRunning() const
@@ -55,6 +92,7 @@ bool Thread::isRunning() const
 
 void Thread::setPriority(Priority priority)
 {
+    SharedGuard guard(attachedRunsLock);
     if (handle_)
         SetThreadPriority(handle_.get(), priority);
 }

@@ -38,15 +38,19 @@ protected:
 /// init(false) on the new thread.
 ///
 /// The handle of a run stays attached until a wait sees the thread end (waitForEnd, isRunning,
-/// or the next start). The destructor does not wait: it only closes a handle still attached
-/// (the thread runs on), so the owner waits before destroying the object its thread uses.
+/// or the next start). Starts, waits and priority changes may come from several threads at
+/// once; a wait that returns false because another start attached a new run meanwhile is
+/// still a correct answer. The destructor does not wait: it only closes a handle still
+/// attached (the thread runs on), so the owner waits before destroying the object its thread
+/// uses.
 class QVCORE_API Thread : public NotCopyable, public virtual IQvThread {
 public:
     Thread();
     virtual ~Thread();
 
-    /// Waits (without limit) for a previous run to end first, so runs never overlap. The
-    /// thread is created suspended, given the priority through setPriority, then resumed.
+    /// Waits (without limit) for a previous run to end first, so runs never overlap, also when
+    /// several threads start at once. The thread is created suspended, given the priority,
+    /// then resumed.
     bool start(Priority priority = Normal) override;
     bool waitForEnd(unsigned long timeoutMs) const override;
     /// !waitForEnd(0).
@@ -60,6 +64,9 @@ protected:
 
 private:
     static unsigned __stdcall threadMain(void *self);
+    /// Releases the attached handle if its run is over; true when none is attached. Called
+    /// with the runs' lock held exclusively.
+    bool releaseIfEnded() const;
 
     mutable ScopedKernelHandle handle_;
 };

@@ -1,26 +1,13 @@
 #include "qvcore/streams/ObjectFactory.h"
 
+#include "qvcore/internal/CriticalSection.h"
+
 #include <cxxabi.h>
 
 #include <cstdlib>
 #include <memory>
 
 namespace {
-
-// Holds a slim reader/writer lock for a scope, shared (lookups) or exclusive (registration).
-template <void(WINAPI *Acquire)(PSRWLOCK), void(WINAPI *Release)(PSRWLOCK)>
-class SRWGuard {
-public:
-    explicit SRWGuard(SRWLOCK &lock) : lock_(lock) { Acquire(&lock_); }
-    ~SRWGuard() { Release(&lock_); }
-    SRWGuard(const SRWGuard &) = delete;
-    SRWGuard &operator=(const SRWGuard &) = delete;
-
-private:
-    SRWLOCK &lock_;
-};
-typedef SRWGuard<AcquireSRWLockShared, ReleaseSRWLockShared> SharedGuard;
-typedef SRWGuard<AcquireSRWLockExclusive, ReleaseSRWLockExclusive> ExclusiveGuard;
 
 void eraseAll(std::string &text, const char *word)
 {

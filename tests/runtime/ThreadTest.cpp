@@ -96,6 +96,41 @@ TEST(Thread, ComThreadBodyRunsInsideAnApartment)
     EXPECT_EQ(S_OK, plain.result);
 }
 
+TEST(Thread, WaitsFromOtherThreadsNeverReleaseARunThatAStartHasJustAttached)
+{
+    // Watchers polling the thread while its owner starts and waits: a watcher that saw the
+    // previous run end must not drop the next run's handle, or the owner's wait returns early.
+    struct Counter : Thread {
+        std::atomic<int> runs{0};
+        unsigned long run() override
+        {
+            ++runs;
+            return 0;
+        }
+    } counter;
+    std::atomic<bool> done{false};
+    auto watch = [&] {
+        while (!done) {
+            counter.isRunning();
+            counter.waitForEnd(0);
+        }
+    };
+    std::thread first(watch), second(watch);
+    int early = 0;
+    const int starts = 1000;
+    for (int n = 0; n < starts && early == 0; ++n) {
+        ASSERT_TRUE(counter.start());
+        counter.waitForEnd(INFINITE);
+        // The owner's wait may see another run attached only if it started one.
+        if (counter.runs != n + 1)
+            early = n + 1;
+    }
+    done = true;
+    first.join();
+    second.join();
+    EXPECT_EQ(0, early) << "waitForEnd(INFINITE) returned while start " << early << " still ran";
+}
+
 struct CountingTarget : ITimerTarget {
     std::atomic<int> ticks{0};
     std::atomic<unsigned int> lastId{0};
