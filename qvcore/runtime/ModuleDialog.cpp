@@ -147,8 +147,10 @@ bool skipDialogFields(TemplateWalk &walk, const unsigned char *bytes, const Layo
     return walk.skip(&layout == &kExtended ? 6 : 2) && walk.skipText();
 }
 
-// Scales the dialog's rectangle and every item's in place.
-bool scaleTemplate(unsigned char *bytes, std::size_t size, double horizontal, double vertical)
+// Walks the whole template: the dialog's fields, then every item (onItem gets the offset of
+// each item's fixed part). False when the template ends before its last item does.
+template <class OnItem>
+bool walkTemplate(const unsigned char *bytes, std::size_t size, OnItem onItem)
 {
     if (size < kClassic.headerSize)
         return false;
@@ -158,19 +160,29 @@ bool scaleTemplate(unsigned char *bytes, std::size_t size, double horizontal, do
     TemplateWalk walk(bytes, size);
     if (!skipDialogFields(walk, bytes, layout))
         return false;
-    scaleRect(bytes + layout.rectAt, horizontal, vertical);
     unsigned short items = 0;
     std::memcpy(&items, bytes + layout.countAt, 2);
     for (unsigned short item = 0; item < items; ++item) {
         if (!walk.alignTo4())
             return false;
-        unsigned char *fixed = bytes + walk.at();
+        const std::size_t fixed = walk.at();
         unsigned short extra = 0;
         if (!walk.skip(layout.itemSize) || !walk.skipNameOrOrdinal() || !walk.skipNameOrOrdinal() ||
             !walk.word(extra) || !walk.skip(2 + extra))
             return false;
-        scaleRect(fixed + layout.itemRectAt, horizontal, vertical);
+        onItem(layout, fixed);
     }
+    return true;
+}
+
+// Scales the dialog's rectangle and every item's in place.
+bool scaleTemplate(unsigned char *bytes, std::size_t size, double horizontal, double vertical)
+{
+    if (!walkTemplate(bytes, size, [&](const Layout &layout, std::size_t item) {
+            scaleRect(bytes + item + layout.itemRectAt, horizontal, vertical);
+        }))
+        return false;
+    scaleRect(bytes + layoutOf(bytes, size).rectAt, horizontal, vertical);
     return true;
 }
 
@@ -223,7 +235,10 @@ Rect ModuleBase::GetDialogRect(unsigned int id, bool inPixels) const
 
     // The system maps dialog units with the dialog's own font: a real, hidden dialog made from
     // a copy whose child and visible styles are cleared (a child needs a parent, and nothing
-    // may appear on the screen).
+    // may appear on the screen). The system reads a template without knowing its size, so
+    // one that ends before its last item never reaches it.
+    if (!walkTemplate(bytes, size, [](const Layout &, std::size_t) {}))
+        return Rect();
     ScopedGlobalMemory memory(GlobalAlloc(GMEM_FIXED | GMEM_ZEROINIT, size));
     if (!memory)
         return Rect();

@@ -124,7 +124,7 @@ TEST_F(ModuleResources, AcceleratorTablesLoadWithEveryEntry)
     EXPECT_EQ(module.LoadAcceleratorsFromResource(31), nullptr);
 }
 
-TEST_F(ModuleResources, GetDialogRectReadsClassicAndExtendedTemplatesAndAMissingOneIsEmpty)
+TEST_F(ModuleResources, GetDialogRectReadsClassicAndExtendedTemplatesAndAMissingOrCutOneIsEmpty)
 {
     EXPECT_EQ(module.GetDialogRect(100, /*inPixels=*/false), Rect(10, 20, 210, 120));
     EXPECT_EQ(module.GetDialogRect(101, /*inPixels=*/false), Rect(5, 6, 155, 86));
@@ -133,6 +133,12 @@ TEST_F(ModuleResources, GetDialogRectReadsClassicAndExtendedTemplatesAndAMissing
     MemoryBlock block(16);
     EXPECT_FALSE(module.LoadDialog(99, block));
     EXPECT_EQ(block.size(), 0);
+
+    // Items missing: the rectangle in dialog units is still there, but the template is never
+    // handed to the system.
+    EXPECT_EQ(module.GetDialogRect(102, /*inPixels=*/false), Rect(0x3884, 0, 0x3884 - 0x7F80, 0));
+    EXPECT_EQ(module.GetDialogRect(102, /*inPixels=*/true), Rect());
+    EXPECT_FALSE(module.LoadDialog(102, block));
 }
 
 TEST_F(ModuleResources, GetDialogRectInPixelsUsesTheDialogsOwnFont)
