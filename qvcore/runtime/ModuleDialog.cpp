@@ -12,6 +12,7 @@
 #include "qvcore/core/ScopedHandle.h"
 
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -133,18 +134,27 @@ void scaleRect(unsigned char *rect, double horizontal, double vertical)
     scaleAxis(rect + 2, rect + 6, vertical);
 }
 
+// Skips the fixed part, menu, class and title of the dialog: the walk then stands before the
+// font's fields (if the style announces a font).
+bool skipToFont(TemplateWalk &walk, const Layout &layout)
+{
+    return walk.skip(layout.headerSize) && walk.skipNameOrOrdinal() && walk.skipNameOrOrdinal() && walk.skipText();
+}
+
+// Skips the font's fields: the point size (the extended layout adds weight, italic flag and
+// character set) and the face name.
+bool skipFont(TemplateWalk &walk, const unsigned char *bytes, const Layout &layout)
+{
+    if (!(readLong(bytes + layout.styleAt) & DS_SETFONT))
+        return true;
+    return walk.skip(&layout == &kExtended ? 6 : 2) && walk.skipText();
+}
+
 // Skips the menu, class, title and font of the dialog; the walk then stands before the first
 // item.
 bool skipDialogFields(TemplateWalk &walk, const unsigned char *bytes, const Layout &layout)
 {
-    const unsigned long style = readLong(bytes + layout.styleAt);
-    if (!walk.skip(layout.headerSize) || !walk.skipNameOrOrdinal() || !walk.skipNameOrOrdinal() ||
-        !walk.skipText())
-        return false;
-    if (!(style & DS_SETFONT))
-        return true;
-    // The point size; the extended layout adds weight, italic flag and character set.
-    return walk.skip(&layout == &kExtended ? 6 : 2) && walk.skipText();
+    return skipToFont(walk, layout) && skipFont(walk, bytes, layout);
 }
 
 // Walks the whole template: the dialog's fields, then every item (onItem gets the offset of
@@ -183,6 +193,29 @@ bool scaleTemplate(unsigned char *bytes, std::size_t size, double horizontal, do
         }))
         return false;
     scaleRect(bytes + layoutOf(bytes, size).rectAt, horizontal, vertical);
+    return true;
+}
+
+// A template in the same layout as bytes with the dialog's font and nothing else: a hidden
+// pop-up without items, menu, class, title or extent. False when the template ends before its
+// font does.
+bool fontOnlyTemplate(const unsigned char *bytes, std::size_t size, std::string &out)
+{
+    const Layout &layout = layoutOf(bytes, size);
+    TemplateWalk walk(bytes, size);
+    if (!skipToFont(walk, layout))
+        return false;
+    const std::size_t fontAt = walk.at();
+    if (!skipFont(walk, bytes, layout))
+        return false;
+    const DWORD style = WS_POPUP | (readLong(bytes + layout.styleAt) & (DS_SETFONT | DS_FIXEDSYS));
+    // Everything up to the style is zero but the extended layout's version and signature.
+    out.assign(layout.headerSize, '\0');
+    if (&layout == &kExtended)
+        out.replace(0, 4, "\x01\x00\xFF\xFF", 4);
+    std::memcpy(&out[layout.styleAt], &style, 4);
+    out.append(6, '\0');  // no menu, class or title
+    out.append(reinterpret_cast<const char *>(bytes) + fontAt, walk.at() - fontAt);
     return true;
 }
 
@@ -233,21 +266,21 @@ Rect ModuleBase::GetDialogRect(unsigned int id, bool inPixels) const
     if (!inPixels)
         return rect;
 
-    // The system maps dialog units with the dialog's own font: a real, hidden dialog made from
-    // a copy whose child and visible styles are cleared (a child needs a parent, and nothing
-    // may appear on the screen). The system reads a template without knowing its size, so
-    // one that ends before its last item never reaches it.
-    if (!walkTemplate(bytes, size, [](const Layout &, std::size_t) {}))
+    // The system maps dialog units with the dialog's own font, through a real, hidden dialog.
+    // The mapping depends on nothing but the font, so the system is handed a template that holds
+    // nothing else: damaged controls, titles or sizes in the resource never reach it (the
+    // system's reading of those trusts them). A template that ends early gives no rectangle,
+    // as LoadDialog gives no copy.
+    std::string fontOnly;
+    if (!walkTemplate(bytes, size, [](const Layout &, std::size_t) {}) ||
+        !fontOnlyTemplate(bytes, size, fontOnly))
         return Rect();
-    ScopedGlobalMemory memory(GlobalAlloc(GMEM_FIXED | GMEM_ZEROINIT, size));
+    ScopedGlobalMemory memory(GlobalAlloc(GMEM_FIXED, fontOnly.size()));
     if (!memory)
         return Rect();
-    unsigned char *copy = static_cast<unsigned char *>(memory.get());
-    std::memcpy(copy, bytes, size);
-    unsigned long style = readLong(copy + layout.styleAt) & ~static_cast<unsigned long>(WS_CHILD | WS_VISIBLE);
-    std::memcpy(copy + layout.styleAt, &style, 4);
+    std::memcpy(memory.get(), fontOnly.data(), fontOnly.size());
     ScopedHandle<WindowTraits> dialog(CreateDialogIndirectParamA(
-        resourceModuleFor(MAKEINTRESOURCEA(kDialogType)), reinterpret_cast<LPCDLGTEMPLATEA>(copy), nullptr,
+        resourceModuleFor(MAKEINTRESOURCEA(kDialogType)), static_cast<LPCDLGTEMPLATEA>(memory.get()), nullptr,
         handleNothing, 0));
     if (!dialog || !MapDialogRect(dialog.get(), &rect))
         return Rect();

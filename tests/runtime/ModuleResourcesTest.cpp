@@ -139,6 +139,14 @@ TEST_F(ModuleResources, GetDialogRectReadsClassicAndExtendedTemplatesAndAMissing
     EXPECT_EQ(module.GetDialogRect(102, /*inPixels=*/false), Rect(0x3884, 0, 0x3884 - 0x7F80, 0));
     EXPECT_EQ(module.GetDialogRect(102, /*inPixels=*/true), Rect());
     EXPECT_FALSE(module.LoadDialog(102, block));
+
+    // The system is handed the font alone, so damage elsewhere cannot reach it: both are
+    // mapped, 104 far below where 103 ends.
+    const Rect seen = module.GetDialogRect(103, /*inPixels=*/true);
+    const Rect placed = module.GetDialogRect(104, /*inPixels=*/true);
+    EXPECT_FALSE(seen.IsEmpty());
+    EXPECT_EQ(0, placed.left);
+    EXPECT_GT(placed.top, seen.bottom);
 }
 
 TEST_F(ModuleResources, GetDialogRectInPixelsUsesTheDialogsOwnFont)
