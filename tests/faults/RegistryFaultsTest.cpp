@@ -33,6 +33,7 @@ TEST_F(DeniedRegistryKey, EveryChangeThroughAReadOnlyHandleIsDeniedAndChangesNot
         results[1] = reader.SetInteger(String(L"number"), 7);
         results[2] = reader.SetBinary(String(L"bytes"), std::string("\x01\x02", 2));
         results[3] = reader.DeleteValue(String(L"name"));
+        // A value that cannot be deleted ends the loop instead of coming back at index 0 for ever.
         results[4] = reader.DeleteAllValues();
         results[5] = reader.WriteObject(String(L"object"), *factory, object);
         results[6] = reader.DeleteMultipleValues(String(L"*"));
