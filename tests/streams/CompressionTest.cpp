@@ -179,21 +179,6 @@ TEST(DecompressingStream, CorruptInputGivesZlibsErrorOrTheSourcesEnd)
     readBytes(check, 5000);
     EXPECT_STREAM_EXCEPTION(readBytes(check, 1), 2, "incorrect data check");
     EXPECT_STREAM_EXCEPTION(readBytes(truncated, 5000), 5, "Memory block too short");
-
-    // Flipped bits anywhere end in an exception, never in a crash or a hang.
-    for (std::size_t i = 2; i < packed.size(); i += 7) {
-        std::string flipped = packed;
-        flipped[i] ^= 0x24;
-        MemoryInputStream source(flipped);
-        DecompressingStream decompressor(source);
-        try {
-            for (int k = 0; k < 2000; ++k)  // a flip may make the data longer
-                readBytes(decompressor, 1000);
-            ADD_FAILURE() << "no failure for a flip at " << i;
-        } catch (const StreamBase::Exception &e) {
-            EXPECT_TRUE(e.code == 2 || e.code == 5) << e.code;
-        }
-    }
 }
 
 TEST(MD5Sum, MatchesTheRfc1321Vectors)
