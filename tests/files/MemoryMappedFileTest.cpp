@@ -24,18 +24,6 @@ std::string pattern(long long size)
     return bytes;
 }
 
-std::string readWhole(const String &path)
-{
-    HANDLE file = CreateFileA(path.SystemMultibyte().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                              0, nullptr);
-    EXPECT_NE(INVALID_HANDLE_VALUE, file);
-    std::string bytes(GetFileSize(file, nullptr), '\0');
-    DWORD got = 0;
-    ReadFile(file, &bytes[0], static_cast<DWORD>(bytes.size()), &got, nullptr);
-    CloseHandle(file);
-    return bytes;
-}
-
 int viewLimit()
 {
     return 2147483647 - 10 * MemoryMappedFileBase::pageSize();
@@ -125,7 +113,7 @@ TEST_F(MemoryMappedFileTest, WritableViewsChangeTheFileAndReadOnlyViewsRefuseWri
         EXPECT_EQ(25, file.count<int>());
         file.writableView<int>()[0] = 0x64636261 + 0x01010101;  // "bcde"
     }
-    EXPECT_EQ("bcde" + std::string(86, 'a') + "12345678aa", readWhole(path(L"data.bin")));
+    EXPECT_EQ("bcde" + std::string(86, 'a') + "12345678aa", filetest::readFile(path(L"data.bin")));
 }
 
 TEST_F(MemoryMappedFileTest, FilesThatCannotBeOpenedGiveClosedObjectsThatMapNothing)
