@@ -146,19 +146,4 @@ TEST(FailingTarget, CompressingOverCRCChainGivesTheFailureAndKeepsTheDataBeforeI
     EXPECT_EQ(StreamBase::EndOfData, end.code);
 }
 
-TEST(FailingTarget, AFailureInsideTheTargetsFinalWriteStaysOutOfTheDestructor)
-{
-    FillingTarget disk(3);
-    StreamBase::Exception late{};
-    while (StreamBase::TakeLateFailure(late)) {
-    }
-    EXPECT_NO_THROW({
-        CRCOutputStream crc(disk);
-        crc.Write("abcdef", 6);
-    });
-    ASSERT_TRUE(StreamBase::TakeLateFailure(late));
-    expectDiskFull(late);
-    EXPECT_FALSE(StreamBase::TakeLateFailure(late));
-}
-
 }  // namespace

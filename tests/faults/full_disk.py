@@ -15,21 +15,16 @@ import subprocess
 import sys
 import tempfile
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from winecheck import check, finish  # noqa: E402
+
 wine_run, build, program = sys.argv[1:4]
 LIMIT = 100_000  # not a multiple of the program's 4,096-byte chunks: the last write is cut
-failures = 0
 
 
 def limited():
     signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
     resource.setrlimit(resource.RLIMIT_FSIZE, (LIMIT, LIMIT))
-
-
-def check(what, ok, detail=""):
-    global failures
-    print(("ok   " if ok else "FAIL ") + what + ("" if ok else ": " + detail))
-    if not ok:
-        failures += 1
 
 
 with tempfile.TemporaryDirectory() as folder:
@@ -58,4 +53,4 @@ with tempfile.TemporaryDirectory() as folder:
         check(f"{mode}: every byte reported written is in the file ({written} of {len(data)})",
               0 < written and fits and len(data) <= LIMIT, f"written {written}, file {len(data)}")
 
-sys.exit(1 if failures else 0)
+sys.exit(finish())

@@ -173,6 +173,7 @@ TEST_F(FileTest, RegionLocksExcludeASecondHandleAndSplitLargeValuesByDivision)
     openTwice(L"shared.bin", std::string(100, 'x'));
     first.LockRegion(10, 5);
     EXPECT_FILE_ERROR(second.LockRegion(12, 1), ERROR_LOCK_VIOLATION);
+    EXPECT_FILE_ERROR(second.Lock(), ERROR_LOCK_VIOLATION);
     second.LockRegion(15, 1);
     second.LockRegion(9, 1);
     first.UnlockRegion(10, 5);

@@ -24,18 +24,6 @@ std::string pattern(long long size)
     return bytes;
 }
 
-std::string readWhole(const String &path)
-{
-    HANDLE file = CreateFileA(path.SystemMultibyte().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                              0, nullptr);
-    EXPECT_NE(INVALID_HANDLE_VALUE, file);
-    std::string bytes(GetFileSize(file, nullptr), '\0');
-    DWORD got = 0;
-    ReadFile(file, &bytes[0], static_cast<DWORD>(bytes.size()), &got, nullptr);
-    CloseHandle(file);
-    return bytes;
-}
-
 int viewLimit()
 {
     return 2147483647 - 10 * MemoryMappedFileBase::pageSize();
@@ -44,13 +32,6 @@ int viewLimit()
 class MemoryMappedFileTest : public filetest::TempDirectoryTest {};
 
 }  // namespace
-
-TEST_F(MemoryMappedFileTest, PageSizeIsTheAllocationGranularity)
-{
-    SYSTEM_INFO info;
-    GetSystemInfo(&info);
-    EXPECT_EQ(static_cast<int>(info.dwAllocationGranularity), MemoryMappedFileBase::pageSize());
-}
 
 TEST_F(MemoryMappedFileTest, MapsRangesClippedToTheFileAndRejectsOffsetsOutsideIt)
 {
@@ -88,9 +69,13 @@ TEST_F(MemoryMappedFileTest, MapsRangesClippedToTheFileAndRejectsOffsetsOutsideI
     }
 }
 
+// Views start on the system's allocation granularity, the page size.
 TEST_F(MemoryMappedFileTest, UnalignedOffsetsPointAtTheRequestedByte)
 {
     const long long g = MemoryMappedFileBase::pageSize();
+    SYSTEM_INFO info;
+    GetSystemInfo(&info);
+    EXPECT_EQ(static_cast<long long>(info.dwAllocationGranularity), g);
     const std::string content = pattern(3 * g + 100);
     filetest::writeFile(path(L"blocks.bin"), content);
     MemoryMappedFile file(path(L"blocks.bin"));
@@ -125,7 +110,7 @@ TEST_F(MemoryMappedFileTest, WritableViewsChangeTheFileAndReadOnlyViewsRefuseWri
         EXPECT_EQ(25, file.count<int>());
         file.writableView<int>()[0] = 0x64636261 + 0x01010101;  // "bcde"
     }
-    EXPECT_EQ("bcde" + std::string(86, 'a') + "12345678aa", readWhole(path(L"data.bin")));
+    EXPECT_EQ("bcde" + std::string(86, 'a') + "12345678aa", filetest::readFile(path(L"data.bin")));
 }
 
 TEST_F(MemoryMappedFileTest, FilesThatCannotBeOpenedGiveClosedObjectsThatMapNothing)

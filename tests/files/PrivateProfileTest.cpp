@@ -4,10 +4,7 @@
 
 #include "qvcore/files/PrivateProfile.h"
 
-#include <fstream>
-#include <iterator>
 #include <memory>
-#include <sstream>
 
 using filetest::writeFile;
 
@@ -21,12 +18,6 @@ using Profile = std::unique_ptr<IPrivateProfile, Releaser>;
 Profile newProfile()
 {
     return Profile(CreatePrivateProfile());
-}
-
-std::string readBytes(const String &path)
-{
-    std::ifstream in(path.SystemMultibyte(), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 // Sections and entries in map order, "[s]k=v;..." for one-line comparisons.
@@ -170,7 +161,7 @@ TEST_F(PrivateProfileTest, SignatureMismatchesAndMissingFilesThrowAndChangeNothi
 
     // The signature leads the saved file, and the file loads again.
     profile->Save(path(L"signed.ini"));
-    EXPECT_EQ("QVSET1\r\n", readBytes(path(L"signed.ini")).substr(0, 8));
+    EXPECT_EQ("QVSET1\r\n", filetest::readFile(path(L"signed.ini")).substr(0, 8));
     Profile loaded = newProfile();
     loaded->SetSignature("QVSET1\r\n");
     loaded->Load(path(L"signed.ini"));

@@ -12,8 +12,10 @@ import subprocess
 import sys
 import tempfile
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from winecheck import check, finish  # noqa: E402
+
 wine_run, build, tool = sys.argv[1:4]
-failures = 0
 
 
 def run(command, path, stdin=b""):
@@ -30,13 +32,8 @@ def entries_of(parser):
     return sorted((s, k, v) for s in parser.sections() for k, v in parser.items(s, raw=True))
 
 
-def check(what, want, got):
-    global failures
-    if want == got:
-        print(f"ok   {what}")
-    else:
-        failures += 1
-        print(f"FAIL {what}:\n  want {want}\n  got  {got}")
+def same(what, want, got):
+    check(what, want == got, f"want {want}\n     got  {got}")
 
 
 def profile_entries(path):
@@ -57,14 +54,14 @@ with tempfile.TemporaryDirectory() as work:
     written = os.path.join(work, "configparser.ini")
     with open(written, "w", encoding="cp1252", newline="\r\n") as f:
         parser.write(f)
-    check("configparser's file read by the profile", entries_of(parser), profile_entries(written))
+    same("configparser's file read by the profile", entries_of(parser), profile_entries(written))
 
     # Written by hand, LF line ends, comments and spaces around "=".
     hand = os.path.join(work, "hand.ini")
     with open(hand, "wb") as f:
         f.write(b"; settings\n\n[Main]\nName = caf\xe9\n; Skipped=1\nCount=3\n\n[Other]\nx=1=2\n")
-    check("a hand-written file read by the profile",
-          [("Main", "Count", "3"), ("Main", "Name", "caf\u00e9"), ("Other", "x", "1=2")], profile_entries(hand))
+    same("a hand-written file read by the profile",
+         [("Main", "Count", "3"), ("Main", "Name", "caf\u00e9"), ("Other", "x", "1=2")], profile_entries(hand))
 
     # Written by the profile, read by configparser.
     rows = [("Display", "Width", "1920"), ("Display", "Name", "L\u00e4nge"), ("Paths", "Home", r"C:\Data")]
@@ -73,7 +70,6 @@ with tempfile.TemporaryDirectory() as work:
     parser = new_parser()
     with open(ours, encoding="cp1252") as f:
         parser.read_file(f)
-    check("the profile's file read by configparser", sorted(rows), entries_of(parser))
+    same("the profile's file read by configparser", sorted(rows), entries_of(parser))
 
-print(f"{3 - failures} passed, {failures} failed")
-sys.exit(1 if failures else 0)
+sys.exit(finish())

@@ -17,8 +17,6 @@
 
 namespace {
 
-String S(const wchar_t *s) { return String(s); }
-
 // Runs ParseCommandLine over arguments as if the program had been started with them: the C
 // runtime's argument vector is swapped for the test's and restored.
 void parseAs(std::vector<const char *> arguments, CommandLine &commandLine)

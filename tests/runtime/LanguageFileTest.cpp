@@ -15,8 +15,6 @@
 
 namespace {
 
-String S(const wchar_t *s) { return String(s); }
-
 std::string narrow(const String &s) { return s.SystemMultibyte(); }
 
 // A module whose own hook names a language file beside it (null: none), and records what it

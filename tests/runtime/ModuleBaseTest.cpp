@@ -7,8 +7,6 @@
 
 namespace {
 
-String S(const wchar_t *s) { return String(s); }
-
 // The resource-only DLL built beside the tests (TestStrings.rc), loaded as a real module.
 class StringResources : public ::testing::Test {
 protected:

@@ -13,8 +13,6 @@
 
 namespace {
 
-String S(const wchar_t *s) { return String(s); }
-
 std::string systemPath(HMODULE module)
 {
     char path[MAX_PATH] = {};

@@ -8,6 +8,7 @@
 #include "qvcore/core/String.h"
 #include "tests/support/StringPrinting.h"
 #include "tests/support/SystemText.h"
+#include "tests/support/TempDirectory.h"
 
 #include <objbase.h>
 
@@ -94,18 +95,7 @@ private:
 
 // The whole content of a file, read while the log may hold it open; "<missing>" if it cannot
 // be opened.
-inline std::string readFile(const std::string &path)
-{
-    HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return "<missing>";
-    std::string content(GetFileSize(file, nullptr) + 1, '\0');
-    DWORD got = 0;
-    ReadFile(file, &content[0], static_cast<DWORD>(content.size()), &got, nullptr);
-    CloseHandle(file);
-    return content.substr(0, got);
-}
+inline std::string readFile(const std::string &path) { return filetest::readFile(String::FromSystemMultibyte(path)); }
 
 // Local time of day in seconds.
 inline int secondsNow()

@@ -1,7 +1,7 @@
 #ifndef QVCORE_TESTS_SUPPORT_STRINGCASES_H
 #define QVCORE_TESTS_SUPPORT_STRINGCASES_H
 
-// Tables of String cases for the String tests: S() and N() make Strings from wide literals,
+// Tables of String cases for the String tests: N() makes a String from a wide literal,
 // and expectEach checks a table of labelled results.
 
 #include "tests/support/StringPrinting.h"
@@ -10,7 +10,6 @@
 
 #include <initializer_list>
 
-inline String S(const wchar_t *s) { return String(s); }
 // n units, zero units included.
 inline String N(const wchar_t *s, unsigned int n) { return String(units(s), n); }
 

@@ -39,6 +39,21 @@ inline void writeFile(const String &path, const std::string &bytes)
     ASSERT_EQ(bytes.size(), written);
 }
 
+// The whole file, or "<missing>" when it cannot be opened (others may hold it open).
+inline std::string readFile(const String &path)
+{
+    HANDLE file = CreateFileA(path.SystemMultibyte().c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                              nullptr, OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return "<missing>";
+    std::string bytes(GetFileSize(file, nullptr), '\0');
+    DWORD read = 0;
+    ReadFile(file, &bytes[0], static_cast<DWORD>(bytes.size()), &read, nullptr);
+    CloseHandle(file);
+    bytes.resize(read);
+    return bytes;
+}
+
 inline void makeDirectory(const String &path)
 {
     ASSERT_TRUE(CreateDirectoryA(path.SystemMultibyte().c_str(), nullptr)) << "cannot create " << path.Utf8();
