@@ -80,6 +80,14 @@ bool Thread::waitForEnd(unsigned long timeoutMs) const
         }
         if (run && WaitForSingleObject(run.get(), timeoutMs) == WAIT_TIMEOUT)
             return false;
+    } else {
+        // Polling a run that goes on is the common case: it needs no more than the shared lock,
+        // so pollers and a start do not queue behind each other for it.
+        SharedGuard guard(attachedRunsLock);
+        if (!handle_)
+            return true;
+        if (WaitForSingleObject(handle_.get(), 0) == WAIT_TIMEOUT)
+            return false;
     }
     ExclusiveGuard guard(attachedRunsLock);
     return releaseIfEnded();
