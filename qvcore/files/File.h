@@ -184,6 +184,32 @@ public:
     /// The system's drive type of path's root (of the current drive when path has none).
     static unsigned GetDriveTypeA(const String &path);
 
+    // The system's A/W macros rename GetFileTitle, CreateDirectory, DeleteFile and
+    // GetDriveType in clients: the W spellings (UNICODE clients) and the plain ones (clients
+    // that undefine a macro) lead to the narrow exports above.
+    String GetFileTitleW() const { return GetFileTitleA(); }
+    static String GetFileTitleW(const String &path) { return GetFileTitleA(path); }
+    static bool CreateDirectoryW(const String &path) { return CreateDirectoryA(path); }
+    static void DeleteFileW(const String &path) { DeleteFileA(path); }
+    static unsigned GetDriveTypeW(const String &path) { return GetDriveTypeA(path); }
+#pragma push_macro("GetFileTitle")
+#pragma push_macro("CreateDirectory")
+#pragma push_macro("DeleteFile")
+#pragma push_macro("GetDriveType")
+#undef GetFileTitle
+#undef CreateDirectory
+#undef DeleteFile
+#undef GetDriveType
+    String GetFileTitle() const { return GetFileTitleA(); }
+    static String GetFileTitle(const String &path) { return GetFileTitleA(path); }
+    static bool CreateDirectory(const String &path) { return CreateDirectoryA(path); }
+    static void DeleteFile(const String &path) { DeleteFileA(path); }
+    static unsigned GetDriveType(const String &path) { return GetDriveTypeA(path); }
+#pragma pop_macro("GetDriveType")
+#pragma pop_macro("DeleteFile")
+#pragma pop_macro("CreateDirectory")
+#pragma pop_macro("GetFileTitle")
+
 protected:
     /// The system handle, for the file streams; INVALID_HANDLE_VALUE when closed.
     HANDLE GetHandle() const { return handle_.get(); }

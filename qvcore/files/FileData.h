@@ -109,6 +109,13 @@ public:
     String GetFilePath() const;
     /// The current entry's name without extension; empty when not valid.
     String GetFileTitleA() const;
+    // The system's GetFileTitle macro renames this member in clients: the W spelling and the
+    // plain one lead to the narrow export.
+    String GetFileTitleW() const { return GetFileTitleA(); }
+#pragma push_macro("GetFileTitle")
+#undef GetFileTitle
+    String GetFileTitle() const { return GetFileTitleA(); }
+#pragma pop_macro("GetFileTitle")
     /// The directory part of the pattern given to Start().
     String GetSearchPath() const;
 

@@ -35,6 +35,13 @@ QVCORE_API void GetSystemInfo(SYSTEM_INFO &info, String &processorName);
 QVCORE_API unsigned long GetDirectXVersion();
 /// The variable's value; empty when it is unset, empty, or changed size while being read.
 QVCORE_API String GetEnvironmentVariableA(const String &name);
+// The system's GetEnvironmentVariable macro renames the function in clients: the W spelling
+// and the plain one lead to the narrow export.
+inline String GetEnvironmentVariableW(const String &name) { return GetEnvironmentVariableA(name); }
+#pragma push_macro("GetEnvironmentVariable")
+#undef GetEnvironmentVariable
+inline String GetEnvironmentVariable(const String &name) { return GetEnvironmentVariableA(name); }
+#pragma pop_macro("GetEnvironmentVariable")
 /// Replaces the content of codepages with every installed code page and its display name.
 /// Safe to run on several threads at once.
 QVCORE_API void EnumInstalledCodepages(std::map<unsigned int, String> &codepages);
