@@ -18,7 +18,7 @@ public:
     CoordinatePair(int first, int second) { set(first, second); }
     /// The packed coordinates of window messages: the low 16 bits, then the high 16 bits, each
     /// read as a signed 16-bit number.
-    explicit CoordinatePair(unsigned int packed)
+    CoordinatePair(unsigned int packed)
     {
         set(static_cast<short>(packed & 0xFFFF), static_cast<short>(packed >> 16));
     }
@@ -194,7 +194,10 @@ public:
 
     /// The largest rectangle of the given aspect (width / height) centred in r, its width a
     /// multiple of stepX and its height a multiple of stepY (steps below 1 count as 1). An
-    /// aspect of 0 or below, or an r of height 0, gives r re-centred on integer halves.
+    /// aspect of 0 or below (or NaN), or an r of height 0, gives r re-centred on integer halves.
+    /// Sizes are rounded to int, saturating at its limits; a size the arithmetic leaves
+    /// undefined (an infinite aspect times a height of 0) is 0, so an infinite aspect gives a
+    /// rectangle of height 0 (and width 0 when stepY is above 1).
     static Rect CreateProportionalRect(Rect r, double aspect, int stepX, int stepY);
 };
 

@@ -61,7 +61,7 @@ public:
     ~XMLElement();
 
     /// True when the element is not empty.
-    explicit operator bool() const noexcept { return m_element.valid(); }
+    operator bool() const noexcept { return m_element.valid(); }
 
     /// The tag name as the parser reports it (the first generation of some systems reports
     /// it in upper case).

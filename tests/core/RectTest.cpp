@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include <ostream>
 #include <tuple>
 
@@ -19,6 +21,11 @@ TEST(Point, PackedCoordinatesAreSignedHalvesAndPointsAndSizesMixAsVectors)
     EXPECT_EQ(Point(1, -1), Point(0xFFFF0001u));
     EXPECT_EQ(Point(-32768, 0), Point(0x00008000u));
     EXPECT_EQ(Size(1, -1), Size(0xFFFF0001u));
+    // A packed message parameter converts as it is, as window procedures pass it.
+    Point fromMessage = static_cast<unsigned int>(0xFFFF0001u);
+    Size sizeFromMessage = 0x00008000u;
+    EXPECT_EQ(Point(1, -1), fromMessage);
+    EXPECT_EQ(Size(-32768, 0), sizeFromMessage);
 
     Point p(3, 4);
     p += Size(10, 20);
@@ -114,6 +121,10 @@ TEST(Rect, ProportionalRectFitsTheAspectCentredOnStepMultiples)
         {Rect(0, 0, 1000, 1000), 16.0 / 9.0, 16, 9, Rect(4, 221, 996, 779)},
         // 4:3 in 1000 x 500, steps 16 and 9: w = 667 -> 656, h = 492 -> 486.
         {Rect(0, 0, 1000, 500), 4.0 / 3.0, 16, 9, Rect(172, 7, 828, 493)},
+        // An infinite aspect: no height; with a height step the width follows it to 0.
+        {Rect(0, 0, 400, 100), HUGE_VAL, 1, 1, Rect(0, 50, 400, 50)},
+        {Rect(0, 0, 400, 100), HUGE_VAL, 16, 9, Rect(200, 50, 200, 50)},
+        {Rect(0, 0, 400, 100), std::nan(""), 1, 1, Rect(0, 0, 400, 100)},
     };
     for (const auto &c : cases) {
         Rect got = Rect::CreateProportionalRect(c.in, c.aspect, c.stepX, c.stepY);
