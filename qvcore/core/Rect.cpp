@@ -1,5 +1,7 @@
 #include "qvcore/core/Rect.h"
 
+#include <climits>
+#include <cmath>
 #include <utility>
 
 Rect::Rect()
@@ -283,6 +285,24 @@ Rect Rect::MulDiv(int numerator, int denominator) const
 
 // --- fitting an aspect ----------------------------------------------------------------------
 
+namespace {
+
+// trunc(value + 0.5) as an int: NaN (infinity times zero) gives 0 and values beyond int's
+// range its limit, where a plain conversion is undefined.
+int roundedSize(double value)
+{
+    value += 0.5;
+    if (std::isnan(value))
+        return 0;
+    if (value >= static_cast<double>(INT_MAX))
+        return INT_MAX;
+    if (value <= static_cast<double>(INT_MIN))
+        return INT_MIN;
+    return static_cast<int>(value);
+}
+
+}  // namespace
+
 Rect Rect::CreateProportionalRect(Rect r, double aspect, int stepX, int stepY)
 {
     stepX = stepX < 1 ? 1 : stepX;
@@ -293,19 +313,19 @@ Rect Rect::CreateProportionalRect(Rect r, double aspect, int stepX, int stepY)
     int h = r.Height();
     if (!(aspect > 0) || h == 0)
         return Rect(Point(cx - w / 2, cy - h / 2), Size(w, h));
-    // Each "+ 0.5" then truncation is the rounding; the step quantisation truncates.
+    // roundedSize rounds; the step quantisation truncates.
     int fittedW, fittedH;
     if (static_cast<double>(w) / h < aspect) {
         // Too tall: the width stays and the height follows it.
-        fittedH = static_cast<int>(w / aspect + 0.5) / stepY * stepY;
+        fittedH = roundedSize(w / aspect) / stepY * stepY;
         if (stepY > 1)
-            w = static_cast<int>(fittedH * aspect + 0.5);
+            w = roundedSize(fittedH * aspect);
         fittedW = w / stepX * stepX;
     } else {
         // As wide as the aspect or wider: the height stays and the width follows it.
-        fittedW = static_cast<int>(h * aspect + 0.5) / stepX * stepX;
+        fittedW = roundedSize(h * aspect) / stepX * stepX;
         if (stepX > 1)
-            h = static_cast<int>(fittedW / aspect + 0.5);
+            h = roundedSize(fittedW / aspect);
         fittedH = h / stepY * stepY;
     }
     Point topLeft(cx - fittedW / 2, cy - fittedH / 2);
