@@ -31,6 +31,27 @@ struct ModuleVersion {
     unsigned long productLow;
 };
 
+/// Whatever resources are looked up in: it names the module that serves each resource type.
+/// ModuleBase is the library's own (bitmaps and "PICTURE" resources from the module itself,
+/// everything else from its language file unless told to use the module); code that loads
+/// resources on behalf of a module asks it here instead of repeating those rules, and a host
+/// that serves resources from elsewhere (a skin or a test module) derives its own.
+class QVCORE_API ResourceTarget {
+public:
+    virtual ~ResourceTarget();
+    /// The module that serves resources of type (a number made with MAKEINTRESOURCEA, or a
+    /// name); the handle belongs to the target and stays valid while the target lives.
+    virtual HINSTANCE GetResourceModule(const char *type) const = 0;
+    /// True for the types a language file never translates: bitmaps (type 2) and "PICTURE"
+    /// (named without regard to case).
+    static bool IsUntranslatedType(const char *type);
+
+protected:
+    ResourceTarget() = default;
+    ResourceTarget(const ResourceTarget &) = default;
+    ResourceTarget &operator=(const ResourceTarget &) = default;
+};
+
 /// An executable or library built on QvCore: its module handle and the module its resources
 /// come from (itself unless a language file is in use).
 ///
@@ -38,18 +59,21 @@ struct ModuleVersion {
 /// into the process-wide list (GetModules()) and selects its language file for. Resource
 /// lookups never throw: they give empty strings, null handles or empty objects. Not copyable:
 /// the object owns the language file it loaded.
-class QVCORE_API ModuleBase {
+class QVCORE_API ModuleBase : public ResourceTarget {
 public:
     /// module and resources both set to the handle (null: none yet). The object is not in the
     /// process-wide list and uses no language file until Init().
     explicit ModuleBase(HINSTANCE module = nullptr);
     /// Unloads the language file (when resources differ from the module) and leaves the list.
-    virtual ~ModuleBase();
+    ~ModuleBase() override;
     ModuleBase(const ModuleBase &) = delete;
     ModuleBase &operator=(const ModuleBase &) = delete;
 
     HINSTANCE GetModule() const { return module_; }
     HINSTANCE GetResources() const { return resources_; }
+    /// The module resource type comes from: the module (for a null module handle, the
+    /// executable) for untranslated types or with GetUseModule(), else the language file.
+    HINSTANCE GetResourceModule(const char *type) const override;
 
     /// The allocation base of the memory region holding address: for code or data of a module,
     /// its handle. Null when the address lies in no allocated region.
@@ -233,8 +257,6 @@ private:
     /// module_, or for a null module the executable's handle (which the system's resource
     /// functions would otherwise take as "the system's own").
     HINSTANCE moduleOrExecutable() const;
-    /// The module the resource rules choose for type.
-    HINSTANCE resourceModuleFor(const char *type) const;
     /// Loads and checks the language file at path: its handle, or null.
     HINSTANCE loadLanguageFile(const String &path) const;
 };

@@ -280,7 +280,7 @@ Rect ModuleBase::GetDialogRect(unsigned int id, bool inPixels) const
         return Rect();
     std::memcpy(memory.get(), fontOnly.data(), fontOnly.size());
     ScopedHandle<WindowTraits> dialog(CreateDialogIndirectParamA(
-        resourceModuleFor(MAKEINTRESOURCEA(kDialogType)), static_cast<LPCDLGTEMPLATEA>(memory.get()), nullptr,
+        GetResourceModule(MAKEINTRESOURCEA(kDialogType)), static_cast<LPCDLGTEMPLATEA>(memory.get()), nullptr,
         handleNothing, 0));
     if (!dialog || !MapDialogRect(dialog.get(), &rect))
         return Rect();

@@ -58,12 +58,18 @@ HINSTANCE ModuleBase::moduleOrExecutable() const
     return module_ ? module_ : GetModuleHandleA(nullptr);
 }
 
-HINSTANCE ModuleBase::resourceModuleFor(const char *type) const
+ResourceTarget::~ResourceTarget() = default;
+
+bool ResourceTarget::IsUntranslatedType(const char *type)
 {
     // Bitmaps and pictures carry no language: language files need not repeat them.
-    const bool neverTranslated = IS_INTRESOURCE(type) ? LOWORD(reinterpret_cast<UINT_PTR>(type)) == kBitmapType
-                                                      : lstrcmpiA(type, kPictureType) == 0;
-    if (neverTranslated || useModule_ || resources_ == module_)
+    return IS_INTRESOURCE(type) ? LOWORD(reinterpret_cast<UINT_PTR>(type)) == kBitmapType
+                                : lstrcmpiA(type, kPictureType) == 0;
+}
+
+HINSTANCE ModuleBase::GetResourceModule(const char *type) const
+{
+    if (IsUntranslatedType(type) || useModule_ || resources_ == module_)
         return moduleOrExecutable();
     return resources_;
 }
@@ -74,7 +80,7 @@ const void *ModuleBase::LoadResource(unsigned int id, const char *type, unsigned
         *size = 0;
     if (id > 0xFFFF)  // resource ids are 16-bit: a larger one would name another resource
         return nullptr;
-    HINSTANCE from = resourceModuleFor(type);
+    HINSTANCE from = GetResourceModule(type);
     HRSRC found = FindResourceA(from, MAKEINTRESOURCEA(id), type);
     HGLOBAL loaded = found ? ::LoadResource(from, found) : nullptr;
     const void *bytes = loaded ? LockResource(loaded) : nullptr;
@@ -96,7 +102,7 @@ String ModuleBase::CreateResourceURL(unsigned int id, const char *type) const
 
 String ModuleBase::LoadString(unsigned int id, int firstLine, int lastLine) const
 {
-    return LoadString(resourceModuleFor(MAKEINTRESOURCEA(kStringTableType)), id, firstLine, lastLine);
+    return LoadString(GetResourceModule(MAKEINTRESOURCEA(kStringTableType)), id, firstLine, lastLine);
 }
 
 String ModuleBase::LoadString(HINSTANCE module, unsigned int id, int firstLine, int lastLine)
@@ -124,12 +130,12 @@ String ModuleBase::LoadString(HINSTANCE module, unsigned int id, int firstLine, 
 
 HBITMAP ModuleBase::LoadBitmap(unsigned int id) const
 {
-    return ::LoadBitmapA(resourceModuleFor(MAKEINTRESOURCEA(kBitmapType)), MAKEINTRESOURCEA(id));
+    return ::LoadBitmapA(GetResourceModule(MAKEINTRESOURCEA(kBitmapType)), MAKEINTRESOURCEA(id));
 }
 
 HACCEL ModuleBase::LoadAcceleratorsFromResource(unsigned int id) const
 {
-    return LoadAcceleratorsA(resourceModuleFor(MAKEINTRESOURCEA(kAcceleratorType)), MAKEINTRESOURCEA(id));
+    return LoadAcceleratorsA(GetResourceModule(MAKEINTRESOURCEA(kAcceleratorType)), MAKEINTRESOURCEA(id));
 }
 
 IPicture *ModuleBase::LoadPicture(unsigned int id) const

@@ -175,11 +175,17 @@ TEST_F(LanguageFiles, ALanguageFileOfTheModulesVersionServesAllButImagesUnlessTh
     EXPECT_EQ(localized.LoadResource(10, MAKEINTRESOURCEA(2)), ModuleBase(module).LoadResource(10, MAKEINTRESOURCEA(2)));
     // Dialogs are translated too (their sizes follow the texts).
     EXPECT_EQ(localized.GetDialogRect(100, /*inPixels=*/false), Rect(1, 1, 10, 10));
+    // Asked as a resource target, the module names the modules those lookups used.
+    const ResourceTarget &target = localized;
+    EXPECT_EQ(target.GetResourceModule(MAKEINTRESOURCEA(6)), localized.GetResources());
+    EXPECT_EQ(target.GetResourceModule("Picture"), module);
+    EXPECT_EQ(target.GetResourceModule(MAKEINTRESOURCEA(2)), module);
 
     // With the use-module flag the module serves everything; the language file stays loaded.
     localized.SetUseModule(true);
     EXPECT_EQ(localized.LoadString(1), S(L"Module text"));
     EXPECT_EQ(localized.GetDialogRect(100, /*inPixels=*/false), Rect(10, 20, 210, 120));
+    EXPECT_EQ(target.GetResourceModule(MAKEINTRESOURCEA(6)), module);
     EXPECT_TRUE(loaded("qvcore_test_lang.dll"));
 }
 
