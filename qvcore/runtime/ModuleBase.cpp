@@ -168,7 +168,9 @@ void ModuleBase::Init(HINSTANCE module)
 HINSTANCE ModuleBase::loadLanguageFile(const String &path) const
 {
     ScopedLibrary library(LoadLibraryA(path.SystemMultibyte().c_str()));
-    if (!library)
+    // A path naming the module itself loads nothing new: the module serves its own resources,
+    // and the reference just taken goes again (kept, it would never be released).
+    if (!library || library.get() == moduleOrExecutable())
         return nullptr;
     // Translations made for another release may lack or misnumber its texts: only a file of
     // the module's own version is used, unless the user has switched the check off.

@@ -220,6 +220,20 @@ TEST_F(LanguageFiles, AFileThatDoesNotLoadLeavesTheModulesResources)
     EXPECT_EQ(localized.LoadString(1), S(L"Module text"));
 }
 
+TEST_F(LanguageFiles, AFileNamingTheModuleItselfTakesNoReferenceToIt)
+{
+    {
+        TestModule itself("qvcore_test_module.dll");
+        itself.Init(module);
+        EXPECT_EQ(itself.GetResources(), module);
+        EXPECT_EQ(itself.LoadString(1), S(L"Module text"));
+    }
+    // The fixture's reference is the only one left: released, the module goes.
+    ASSERT_TRUE(FreeLibrary(module));
+    EXPECT_FALSE(loaded("qvcore_test_module.dll")) << "a reference taken for the language file was never released";
+    LoadLibraryA("qvcore_test_module.dll");  // for the fixture to release
+}
+
 TEST_F(LanguageFiles, AnotherVersionIsRefusedWithAWarningBox)
 {
     // "yes" is not the one value that turns the check off.
