@@ -26,14 +26,20 @@ String suffixed(const String &key, const wchar_t *suffix)
 }
 
 // The stored file name for the narrow profile functions, made full: they look for a bare or
-// relative name in the Windows folder, not where File (and the caller) found it. Empty when
-// the ANSI code page cannot hold it exactly, which the functions then treat as a file that
-// does not exist.
-std::string narrowFileName(const String &fileName)
+// relative name in the Windows folder, not where File (and the caller) found it. 0 with narrow
+// set, or the system code for a name they cannot be given: none, one the ANSI code page cannot
+// hold exactly, or one too long to be made full.
+unsigned long narrowFileName(const String &fileName, std::string &narrow)
 {
-    std::string narrow;
-    SystemText::EncodePath(File::GetFullPath(fileName), narrow);
-    return narrow;
+    std::string given;
+    if (fileName.empty())
+        return ERROR_INVALID_NAME;
+    if (!SystemText::EncodePath(fileName, given))
+        return ERROR_NO_UNICODE_TRANSLATION;
+    String full = File::GetFullPath(fileName);
+    if (full.empty() || !SystemText::EncodePath(full, narrow))
+        return ERROR_FILENAME_EXCED_RANGE;
+    return 0;
 }
 
 // A list of zero-terminated strings ending with an empty one, as the section functions fill
@@ -80,6 +86,11 @@ String numberPrefix(const String &text)
     return text.substr(start, end - start);
 }
 
+[[noreturn]] void throwFileError(unsigned long code)
+{
+    throw File::Exception{code, String::FromError(code)};
+}
+
 }  // namespace
 
 IPrivateProfile *CreatePrivateProfile()
@@ -110,6 +121,11 @@ void PrivateProfile::Load(const String &fileName)
 
 void PrivateProfile::Save(const String &fileName)
 {
+    refuseToOverwriteCutFile(fileName);
+    // A name the section functions cannot be given fails before the file is replaced.
+    std::string narrow;
+    if (unsigned long code = narrowFileName(fileName, narrow))
+        throwFileError(code);
     fileName_ = fileName;
     {
         File file;
@@ -136,13 +152,17 @@ void PrivateProfile::SetSignature(const std::string &signature)
 
 void PrivateProfile::ReadSections()
 {
-    std::string file = narrowFileName(fileName_);
-    if (file.empty())
+    // A name the functions cannot be given reads as a file that does not exist.
+    std::string file;
+    if (narrowFileName(fileName_, file) != 0)
         return;
     std::unique_ptr<char[]> names(new char[kSectionBuffer]);
     DWORD length = GetPrivateProfileSectionNamesA(names.get(), kSectionBuffer, file.c_str());
-    if (length == kNamesCut)
+    if (length == kNamesCut) {
+        cutFile_ = File::GetFullPath(fileName_);
         return;
+    }
+    cutFile_.clear();
     std::unique_ptr<char[]> entries(new char[kSectionBuffer]);
     forEachString(names.get(), length, [&](const char *name) {
         Keys &keys = sections_[String::FromSystemMultibyte(name)];
@@ -157,9 +177,23 @@ void PrivateProfile::ReadSections()
     });
 }
 
+bool PrivateProfile::IsSectionListCut() const
+{
+    return !cutFile_.empty();
+}
+
+void PrivateProfile::refuseToOverwriteCutFile(const String &fileName) const
+{
+    if (!cutFile_.empty() && File::GetFullPath(fileName).CompareNoCase(cutFile_) == 0 && File::FileExists(cutFile_))
+        throwFileError(ERROR_MORE_DATA);
+}
+
 void PrivateProfile::WriteSections()
 {
-    std::string file = narrowFileName(fileName_);
+    refuseToOverwriteCutFile(fileName_);
+    std::string file;
+    if (unsigned long code = narrowFileName(fileName_, file))
+        throwFileError(code);
     for (const auto &section : sections_) {
         // key=value entries, each ending in a zero byte, the list in another.
         std::string entries;
@@ -170,7 +204,11 @@ void PrivateProfile::WriteSections()
             entries += '\0';
         }
         entries += '\0';
-        WritePrivateProfileSectionA(section.first.SystemMultibyte().c_str(), entries.c_str(), file.c_str());
+        if (!WritePrivateProfileSectionA(section.first.SystemMultibyte().c_str(), entries.c_str(), file.c_str())) {
+            // Some systems fail here without setting an error code.
+            unsigned long code = GetLastError();
+            throwFileError(code ? code : ERROR_WRITE_FAULT);
+        }
     }
 }
 

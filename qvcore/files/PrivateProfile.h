@@ -40,7 +40,10 @@ public:
     /// PPException on a signature mismatch; the sections are unchanged then.
     virtual void Load(const String &fileName) = 0;
     /// Stores fileName, creates the file anew holding the signature, then writes every section
-    /// (WriteSections). Throws File::Exception when the file cannot be created or written.
+    /// (WriteSections). Throws File::Exception when the file cannot be created or a section
+    /// cannot be written (the file then holds the signature and the sections before it), and
+    /// before touching the file when it is one whose sections could not be read
+    /// (IsSectionListCut()).
     virtual void Save(const String &fileName) = 0;
     virtual String GetFileName() = 0;
     virtual void SetFileName(const String &fileName) = 0;
@@ -55,7 +58,9 @@ public:
     /// each section: when the names do not fit, no section is read at all; a section that does
     /// not fit is read as far as whole entries go.
     virtual void ReadSections() = 0;
-    /// Writes every section into the stored file as key=value entries, in map order.
+    /// Writes every section into the stored file as key=value entries, in map order. Throws
+    /// File::Exception when the system cannot write a section (the ones before it are written)
+    /// or the file is one whose sections could not be read (IsSectionListCut()).
     virtual void WriteSections() = 0;
     virtual bool GetSectionNames(std::vector<String> &names) = 0;
     /// False when the section does not exist.
@@ -94,6 +99,13 @@ public:
     virtual void SetValue(const String &section, const String &key, const Size &value) = 0;
     virtual void SetValue(const String &section, const String &key, const Rect &value) = 0;
     virtual void SetValue(const String &section, const String &key, const String &value) = 0;
+
+    /// True when the last ReadSections (or Load) met a file whose section names do not fit the
+    /// 32,767 bytes the system hands out, and so read no section of it. While this holds, Save
+    /// and WriteSections refuse to overwrite that file (File::Exception with ERROR_MORE_DATA):
+    /// every section they could not read would be lost. Check it after Load, before changing
+    /// and saving settings.
+    virtual bool IsSectionListCut() const = 0;
 
 protected:
     ~IPrivateProfile() {}
@@ -148,7 +160,13 @@ public:
     void SetValue(const String &section, const String &key, const Rect &value) override;
     void SetValue(const String &section, const String &key, const String &value) override;
 
+    bool IsSectionListCut() const override;
+
 private:
+    /// Throws File::Exception (ERROR_MORE_DATA) when fileName is the file whose section names
+    /// did not fit.
+    void refuseToOverwriteCutFile(const String &fileName) const;
+
     /// Plain comparison of the units: case-sensitive, independent of the locale.
     typedef std::map<String, String> Keys;
     typedef std::map<String, Keys> Sections;
@@ -156,6 +174,9 @@ private:
     String fileName_;
     std::string signature_;
     Sections sections_;
+    /// The full path of the file whose section names did not fit when last read; empty when
+    /// the last read was whole.
+    String cutFile_;
 };
 
 #endif

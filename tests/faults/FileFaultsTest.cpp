@@ -279,6 +279,23 @@ TEST_F(LongPath, NamesAreCreatedWholeOrFailClearly)
                 EXPECT_TRUE(finder.Start(name, false));
                 EXPECT_EQ(name, finder.GetFilePath());
             }
+            // Settings there are saved whole, or the save fails: never the signature alone.
+            PrivateProfile profile;
+            profile.SetSignature("QV");
+            profile.SetValue(String(L"S"), String(L"k"), 7);
+            try {
+                profile.Save(name);
+                PrivateProfile back;
+                back.SetSignature("QV");
+                back.Load(name);
+                int value = 0;
+                EXPECT_TRUE(back.GetValue(String(L"S"), String(L"k"), value) && value == 7) << "the setting was lost";
+            } catch (const File::Exception &e) {
+                // The section functions need the full path, which the system cannot give for
+                // the longest name its file functions take: refused before the file is touched.
+                EXPECT_EQ(static_cast<unsigned long>(ERROR_FILENAME_EXCED_RANGE), e.code);
+                EXPECT_EQ(3u, File::GetFileSize(name)) << "the file was replaced";
+            }
             File::DeleteFileA(name);
             EXPECT_EQ(before, entries());
             continue;

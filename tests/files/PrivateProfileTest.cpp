@@ -115,7 +115,9 @@ TEST_F(PrivateProfileTest, GettersReadLeadingNumbersAndLeaveMissingValuesUntouch
     EXPECT_TRUE(profile->GetKeyNames(s, keys));  // an emptied section stays
     EXPECT_TRUE(keys.empty());
     profile->DeleteSection(s);
+    keys.push_back(String(L"stale"));
     EXPECT_FALSE(profile->GetKeyNames(s, keys));
+    EXPECT_TRUE(keys.empty()) << "a missing section's keys are none, not the last ones";
 }
 
 TEST_F(PrivateProfileTest, HandWrittenFilesAreReadWithCommentsSpacesAndEitherLineEnd)
@@ -198,8 +200,18 @@ TEST_F(PrivateProfileTest, TenThousandKeysSaveAndLoadWhileTooManySectionNamesLoa
         many += "[Section" + std::to_string(10000 + i) + "]\r\nk=v\r\n";
     writeFile(path(L"many.ini"), many);
     Profile none = newProfile();
+    EXPECT_FALSE(loaded->IsSectionListCut());
     none->Load(path(L"many.ini"));
     std::vector<String> names;
     none->GetSectionNames(names);
     EXPECT_TRUE(names.empty());
+    // The client can tell, and the file it could not read is not overwritten with nothing.
+    EXPECT_TRUE(none->IsSectionListCut());
+    none->SetValue(String(L"New"), String(L"k"), 1);
+    EXPECT_FILE_ERROR(none->Save(path(L"many.ini")), ERROR_MORE_DATA);
+    EXPECT_FILE_ERROR(none->WriteSections(), ERROR_MORE_DATA);
+    EXPECT_EQ(many, filetest::readFile(path(L"many.ini")));
+    none->Save(path(L"other.ini"));  // another file may be written
+    none->Load(path(L"other.ini"));
+    EXPECT_FALSE(none->IsSectionListCut());
 }
