@@ -90,7 +90,7 @@ void RegistryKey::Close()
 long RegistryKey::ConnectRegistry(const String &machine, HKEY root)
 {
     std::string narrow;
-    if (long result = RegistryText::Encode(machine, narrow))
+    if (long result = RegistryText::EncodeName(machine, narrow))
         return result;
     HKEY connected = nullptr;
     long result = RegConnectRegistryA(narrow.empty() ? nullptr : narrow.c_str(), root, &connected);
@@ -105,7 +105,7 @@ RegistryKey RegistryKey::CreateSubkey(const String &name, unsigned long options,
     std::string narrow;
     HKEY created = nullptr;
     DWORD how = 0;
-    if (RegistryText::Encode(name, narrow) == ERROR_SUCCESS &&
+    if (RegistryText::EncodeName(name, narrow) == ERROR_SUCCESS &&
         RegCreateKeyExA(GetHandle(), narrow.c_str(), 0, nullptr, options, access, nullptr, &created, &how) ==
             ERROR_SUCCESS) {
         if (disposition)
@@ -119,7 +119,7 @@ RegistryKey RegistryKey::OpenSubkey(const String &name, unsigned long access) co
 {
     std::string narrow;
     HKEY opened = nullptr;
-    if (RegistryText::Encode(name, narrow) == ERROR_SUCCESS &&
+    if (RegistryText::EncodeName(name, narrow) == ERROR_SUCCESS &&
         RegOpenKeyExA(GetHandle(), narrow.c_str(), 0, access, &opened) == ERROR_SUCCESS)
         return RegistryKey(opened);
     return RegistryKey();
@@ -128,7 +128,7 @@ RegistryKey RegistryKey::OpenSubkey(const String &name, unsigned long access) co
 long RegistryKey::DeleteSubkey(const String &name, bool recursive) const
 {
     std::string narrow;
-    if (long result = RegistryText::Encode(name, narrow))
+    if (long result = RegistryText::EncodeName(name, narrow))
         return result;
     if (recursive)
         return SHDeleteKeyA(GetHandle(), narrow.c_str());
@@ -169,7 +169,7 @@ long RegistryKey::SetSubkey(const String &name, const String &value) const
     if (name.empty())
         return SetString(String(), value);
     std::string narrow;
-    if (long result = RegistryText::Encode(name, narrow))
+    if (long result = RegistryText::EncodeName(name, narrow))
         return result;
     HKEY created = nullptr;
     long result = RegCreateKeyExA(GetHandle(), narrow.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_SET_VALUE,

@@ -20,7 +20,10 @@ class ISerializable;
 ///   not valid on failure.
 /// - Names and string values go to the system's narrow functions in the ANSI code page. A
 ///   name or text that code page cannot hold exactly fails with ERROR_NO_UNICODE_TRANSLATION
-///   instead of reaching a look-alike key or storing other text.
+///   instead of reaching a look-alike key or storing other text. A name holding a zero
+///   character fails with ERROR_INVALID_NAME (the system would take the part before the zero
+///   as the name), and string data holding one with ERROR_INVALID_DATA (it could not be read
+///   back whole).
 ///
 /// Stored forms of the typed values (what other programs see):
 ///   String               REG_SZ     ANSI text with its terminating zero

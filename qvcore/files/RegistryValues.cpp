@@ -20,7 +20,7 @@ template <class Convert>
 long ReadValue(HKEY key, const String &name, DWORD type, Convert convert)
 {
     std::string narrow;
-    if (long result = RegistryText::Encode(name, narrow))
+    if (long result = RegistryText::EncodeName(name, narrow))
         return result;
     DWORD actualType = REG_NONE;
     DWORD size = 0;
@@ -43,7 +43,7 @@ long ReadValue(HKEY key, const String &name, DWORD type, Convert convert)
 long WriteValue(HKEY key, const String &name, DWORD type, const void *data, DWORD size)
 {
     std::string narrow;
-    if (long result = RegistryText::Encode(name, narrow))
+    if (long result = RegistryText::EncodeName(name, narrow))
         return result;
     return RegSetValueExA(key, narrow.c_str(), 0, type, static_cast<const BYTE *>(data), size);
 }
@@ -87,7 +87,7 @@ long ReadNumberText(HKEY key, const String &name, Number &value)
 long WriteText(HKEY key, const String &name, const String &text)
 {
     std::string narrow;
-    if (long result = RegistryText::Encode(text, narrow))
+    if (long result = RegistryText::EncodeText(text, narrow))
         return result;
     // The terminating zero is part of the stored value.
     return WriteValue(key, name, REG_SZ, narrow.c_str(), static_cast<DWORD>(narrow.size() + 1));
@@ -277,7 +277,7 @@ long RegistryKey::GetAllBinaries(std::vector<String> &names, std::vector<std::st
 long RegistryKey::DeleteValue(const String &name) const
 {
     std::string narrow;
-    if (long result = RegistryText::Encode(name, narrow))
+    if (long result = RegistryText::EncodeName(name, narrow))
         return result;
     return RegDeleteValueA(GetHandle(), narrow.c_str());
 }

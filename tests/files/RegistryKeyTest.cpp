@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -275,6 +277,34 @@ TEST_F(RegistryTest, NamesAndTextsOutsideTheAnsiCodePageAreRefused)
     EXPECT_EQ(String(L"untouched"), text);
     EXPECT_EQ(std::string("plain", 6), rawValue("a").bytes);
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, rawValue("b").result);
+}
+
+TEST_F(RegistryTest, NamesHoldingAZeroReachNothingAndTextsHoldingOneAreNotStored)
+{
+    // The narrow functions would take "victim" for each of these names.
+    ASSERT_TRUE(key().CreateSubkey(String(L"victim\\child")).IsValid());
+    setRaw("victim", REG_SZ, std::string("kept", 5));
+    String zeroed(L"victim");
+    zeroed.push_back(0);
+    zeroed += String(L"child");
+    EXPECT_EQ(ERROR_INVALID_NAME, key().DeleteSubkey(zeroed, /*recursive=*/true));
+    EXPECT_EQ(ERROR_INVALID_NAME, key().DeleteSubkey(zeroed, /*recursive=*/false));
+    EXPECT_EQ(ERROR_INVALID_NAME, key().SetSubkey(zeroed, String(L"x")));
+    EXPECT_FALSE(key().OpenSubkey(zeroed).IsValid());
+    EXPECT_FALSE(key().CreateSubkey(zeroed).IsValid());
+    String text(L"untouched");
+    EXPECT_EQ(ERROR_INVALID_NAME, key().GetString(zeroed, text));
+    EXPECT_EQ(ERROR_INVALID_NAME, key().SetString(zeroed, String(L"x")));
+    EXPECT_EQ(ERROR_INVALID_NAME, key().SetInteger(zeroed, 1));
+    EXPECT_EQ(ERROR_INVALID_NAME, key().DeleteValue(zeroed));
+    RegistryKey other = key();
+    EXPECT_EQ(ERROR_INVALID_NAME, other.ConnectRegistry(zeroed, HKEY_CURRENT_USER));
+    EXPECT_EQ(String(L"untouched"), text);
+    EXPECT_TRUE(key().OpenSubkey(String(L"victim\\child")).IsValid());
+    EXPECT_EQ(std::string("kept", 5), rawValue("victim").bytes);
+
+    EXPECT_EQ(ERROR_INVALID_DATA, key().SetString(String(L"text"), zeroed));
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, rawValue("text").result);
 }
 
 TEST_F(RegistryTest, SubkeysAreCreatedOpenedListedAndDeleted)
