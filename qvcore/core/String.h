@@ -180,8 +180,9 @@ public:
     bool ParseNum(unsigned int &value, int radix = 10) const;
     bool ParseNum(__int64 &value, int radix = 10) const;
     bool ParseNum(unsigned __int64 &value, int radix = 10) const;
-    /// Decimal with "." whatever the locale, or "inf", "+inf", "-inf", "nan"; text after the
-    /// first blank is ignored.
+    /// Decimal with "." whatever the locale, "inf", "+inf", "-inf", "nan", or the C runtime's
+    /// own texts for them, which the "%lf" formatting here writes ("1.#INF00", "-1.#IND00",
+    /// "1.#QNAN0"); text after the first blank is ignored.
     bool ParseNum(double &value) const;
     bool ParseNum(float &value) const;
     /// On failure the GUID is all zeros.

@@ -74,6 +74,25 @@ bool parseInteger(const Base &text, int radix, U &result)
     return true;
 }
 
+// The C runtime's "%f" texts of infinities and NaNs, "1.#INF00", "-1.#IND00", "1.#QNAN0" (given
+// in lower case), so that numbers formatted here read back: true with value set for one.
+bool runtimeSpecial(const std::string &text, double &value)
+{
+    size_t at = text[0] == '-' || text[0] == '+' ? 1 : 0;
+    if (text.compare(at, 3, "1.#") != 0)
+        return false;
+    size_t word = at + 3, end = text.find_first_not_of('0', text.find_first_of("0", word));
+    std::string name = text.substr(word, text.find('0', word) - word);
+    if (end != std::string::npos || (name != "inf" && name != "ind" && name != "qnan" && name != "snan"))
+        return false;
+    if (name == "inf")
+        value = at == 1 && text[0] == '-' ? -std::numeric_limits<double>::infinity()
+                                          : std::numeric_limits<double>::infinity();
+    else
+        value = std::numeric_limits<double>::quiet_NaN();
+    return true;
+}
+
 }  // namespace
 
 // --- parsing ------------------------------------------------------------------------------
@@ -129,6 +148,8 @@ bool String::ParseNum(double &value) const
         value = std::numeric_limits<double>::quiet_NaN();
         return true;
     }
+    if (runtimeSpecial(text, value))
+        return true;
     if (text.empty())
         return false;
     char *end = nullptr;

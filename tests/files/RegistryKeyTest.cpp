@@ -201,6 +201,14 @@ TEST_F(RegistryTest, TypedValuesAreStoredInTheirRegistryTypesAndReadBackAsWritte
     EXPECT_EQ(-1.25, ratio);
     EXPECT_EQ(ERROR_SUCCESS, key().GetFloat(String(L"tenth"), ratio));
     EXPECT_EQ(0.1, ratio);
+    // The runtime writes infinities and NaNs in its own words; they read back.
+    const double inf = std::numeric_limits<double>::infinity();
+    for (double special : {inf, -inf, std::numeric_limits<double>::quiet_NaN()}) {
+        ASSERT_EQ(ERROR_SUCCESS, key().SetFloat(String(L"special"), special));
+        ratio = 0;
+        EXPECT_EQ(ERROR_SUCCESS, key().GetFloat(String(L"special"), ratio)) << rawValue("special").bytes;
+        EXPECT_TRUE(std::isnan(special) ? std::isnan(ratio) : ratio == special) << rawValue("special").bytes;
+    }
     EXPECT_EQ(ERROR_SUCCESS, key().GetBinary(String(L"blob"), blob));
     EXPECT_EQ(binary, blob);
 }
