@@ -10,6 +10,8 @@ namespace {
 // The serialized, compressed bytes of object.
 std::string ObjectBytes(const IObjectFactory &factory, const ISerializable &object)
 {
+    // A failure another chain left on this thread is its owner's, not this value's.
+    StreamBase::LateFailureScope ownFailures;
     MemoryOutputStream memory;
     {
         CompressingStream compressing(memory, /*level=*/-1);
@@ -22,7 +24,7 @@ std::string ObjectBytes(const IObjectFactory &factory, const ISerializable &obje
     // The compressing stream ends its zlib stream in its destructor, which records a failure
     // instead of throwing: a value cut short must not be stored.
     StreamBase::Exception late;
-    if (StreamBase::TakeLateFailure(late))
+    if (ownFailures.Take(late))
         throw late;
     return memory.GetContent();
 }

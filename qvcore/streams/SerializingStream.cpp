@@ -19,13 +19,14 @@ const unsigned int singletonTag = 0x96190311u;
     throw StreamBase::Exception{StreamBase::VersionTooHigh, String(L"Object version too high")};
 }
 
-// Counts the objects being read inside one another for the scope of one object item.
+// Counts the objects being written or read inside one another for the scope of one object
+// item; the writer and the reader count alike, so that what one writes the other reads.
 class NestingGuard {
 public:
-    NestingGuard(int &nesting, int limit) : nesting_(nesting)
+    NestingGuard(int &nesting, const wchar_t *tooDeep) : nesting_(nesting)
     {
-        if (nesting_ >= limit)
-            throwMalformed(L"Objects nested too deeply in stream");
+        if (nesting_ >= SerializingInputStream::MaxNesting)
+            throwMalformed(tooDeep);
         ++nesting_;
     }
     ~NestingGuard() { --nesting_; }
@@ -79,7 +80,7 @@ ISerializable *SerialClassCache::Serializable(IUnknown *created)
 // --- output --------------------------------------------------------------------------------
 
 SerializingOutputStream::SerializingOutputStream(const IObjectFactory &factory, OutputStream &target)
-    : OutputStream(&target), factory(factory), itemCounter(0)
+    : OutputStream(&target), factory(factory), itemCounter(0), nesting(0)
 {
 }
 
@@ -133,6 +134,7 @@ void SerializingOutputStream::Write(const ISerializable &object)
 
 void SerializingOutputStream::WriteObject(const ISerializable &object, ItemBytes &item)
 {
+    NestingGuard guard(nesting, L"Objects nested too deeply to be read back");
     const int classID = classes.ClassID(factory, typeid(object));
     const int number = itemCounter++;
     const IObjectFactoryObjectFunctions *functions = classes.Functions(factory, classID);
@@ -254,7 +256,7 @@ void SerializingInputStream::Keep(int number, ISerializable *object)
 
 ISerializable *SerializingInputStream::ReadObject(ISerializable *target, bool afterReference)
 {
-    NestingGuard guard(nesting, MaxNesting);
+    NestingGuard guard(nesting, L"Objects nested too deeply in stream");
     const int number = itemCounter++;
     const int expectedID = target ? classes.ClassID(factory, typeid(*target)) : 0;
     int classID;

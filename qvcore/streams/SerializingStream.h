@@ -136,7 +136,10 @@ public:
     /// An object item: the class id of object's dynamic type, Version(), then object.Write.
     /// A singleton already written in this stream (by its class's identity key) becomes a
     /// singleton back-reference instead. A class the factory does not know is written all the
-    /// same (its id from its name); a reader needs it registered.
+    /// same (its id from its name); a reader needs it registered. Objects nest at most
+    /// SerializingInputStream::MaxNesting deep, as a reader takes them: an object deeper
+    /// inside others' data throws code 3 (MalformedData) "Objects nested too deeply to be read
+    /// back", after the items above it have gone to the target.
     void Write(const ISerializable &object);
     /// A reference item, followed by the object itself the first time an address is written;
     /// null is written as a null reference.
@@ -158,6 +161,7 @@ private:
     std::map<String, int> singletonsWritten;
     SerialAddressTable objectsWritten;
     SerialClassCache classes;
+    int nesting;
 };
 
 /// Told of each item as a SerializingInputStream reads it, for tools that show a stream's

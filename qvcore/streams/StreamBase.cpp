@@ -93,6 +93,16 @@ bool StreamBase::TakeLateFailure(Exception &failure)
     return true;
 }
 
+StreamBase::LateFailureScope::LateFailureScope() : earlier_{0, String()}, hadEarlier_(TakeLateFailure(earlier_)) {}
+
+StreamBase::LateFailureScope::~LateFailureScope()
+{
+    if (hadEarlier_ && !lateFailureRecorded) {
+        lateFailure = std::move(earlier_);
+        lateFailureRecorded = true;
+    }
+}
+
 void OutputStream::RecordLateFailure(const Exception &failure) noexcept
 {
     try {

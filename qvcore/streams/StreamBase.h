@@ -66,6 +66,25 @@ public:
     /// bytes it held back), moved into failure; false when none was caught since the last call.
     static bool TakeLateFailure(Exception &failure);
 
+    /// Keeps the late failures of one chain apart from the thread's: a failure recorded before
+    /// the scope began (another chain's, not yet taken) is set aside, Take() gives only a
+    /// failure recorded since, and when the scope ends the set-aside failure is recorded again
+    /// unless a newer one is waiting. For code that builds, uses and destroys a chain of its
+    /// own inside a call.
+    class QVCORE_API LateFailureScope {
+    public:
+        LateFailureScope();
+        ~LateFailureScope();
+        LateFailureScope(const LateFailureScope &) = delete;
+        LateFailureScope &operator=(const LateFailureScope &) = delete;
+        /// TakeLateFailure for the failures recorded while the scope lives.
+        bool Take(Exception &failure) { return TakeLateFailure(failure); }
+
+    private:
+        Exception earlier_;
+        bool hadEarlier_;
+    };
+
     virtual ~StreamBase() noexcept(false);
 
 protected:

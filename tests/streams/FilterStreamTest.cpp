@@ -21,17 +21,6 @@ int memoryDecode(const std::string &text, std::string &out)
     return n;
 }
 
-// A sink that fails on every write.
-struct FailingStream : OutputStream {
-    FailingStream() : OutputStream(nullptr) {}
-    void Write(const char *data, int count) override
-    {
-        seen.assign(data, count);
-        throw Exception{1, L"disk full"};
-    }
-    std::string seen;
-};
-
 }  // namespace
 
 TEST(Base64Encoding, MatchesTheRfc4648Vectors)

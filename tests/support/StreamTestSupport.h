@@ -81,6 +81,17 @@ protected:
     }
 };
 
+// A sink that fails on every write with code 1, "disk full"; seen keeps the last write.
+struct FailingStream : OutputStream {
+    FailingStream() : OutputStream(nullptr) {}
+    void Write(const char *data, int count) override
+    {
+        seen.assign(data, count);
+        throw Exception{1, L"disk full"};
+    }
+    std::string seen;
+};
+
 // A source that only knows Read (no Peek, no bulk reads), over a string.
 class PlainSource : public InputStream {
 public:
