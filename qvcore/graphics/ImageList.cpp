@@ -123,7 +123,10 @@ bool ImageList::Draw(HDC dc, int index, const tagPOINT &at, unsigned style, int 
 
 bool ImageList::DrawIndirect(_IMAGELISTDRAWPARAMS &params) const
 {
-    return ImageList_DrawIndirect(&params) != FALSE;
+    // The list drawn is always this one, whatever the caller left in the structure.
+    IMAGELISTDRAWPARAMS own = params;
+    own.himl = handle_.get();
+    return ImageList_DrawIndirect(&own) != FALSE;
 }
 
 unsigned long ImageList::GetBkColor() const

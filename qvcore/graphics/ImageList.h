@@ -94,6 +94,8 @@ public:
     /// background bk and foreground (blend) colour fg, in style (ILD_ flags).
     bool Draw(HDC dc, int index, const tagPOINT &at, unsigned style, int dx, int dy, unsigned long bk,
               unsigned long fg) const;
+    /// ImageList_DrawIndirect of this list with params; the list named in params.himl is
+    /// ignored (and left as it is).
     bool DrawIndirect(_IMAGELISTDRAWPARAMS &params) const;
     unsigned long GetBkColor() const;
     /// The previous background colour.

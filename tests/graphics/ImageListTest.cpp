@@ -181,7 +181,10 @@ TEST(ImageList, AddsWideBitmapsAsSeveralImagesAndDrawsEachInPlace)
 
     IMAGELISTDRAWPARAMS params = {};
     params.cbSize = sizeof params;
-    params.himl = list.GetHandle();
+    ImageList other;  // named in the parameters, and not the list drawn
+    ASSERT_TRUE(other.Create(kSide, kSide, ILC_COLOR24, 1, 1));
+    ASSERT_EQ(0, other.Add(green.get(), nullptr));
+    params.himl = other.GetHandle();
     params.i = 0;
     params.hdcDst = canvas.dc();
     params.x = 16;
@@ -190,6 +193,7 @@ TEST(ImageList, AddsWideBitmapsAsSeveralImagesAndDrawsEachInPlace)
     params.fStyle = ILD_NORMAL;
     ASSERT_TRUE(list.DrawIndirect(params));
     EXPECT_EQ(kRed, canvas.At(16, 0));
+    EXPECT_EQ(other.GetHandle(), params.himl);
 }
 
 TEST(ImageList, MaskColourMakesPixelsTransparentTheBackgroundFillsThemAndOverlaysDrawOver)
