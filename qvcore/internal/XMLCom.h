@@ -75,9 +75,28 @@ inline void Check(HRESULT hr)
 }
 
 /// "Unexpected COM error.\n", then "Description: %s\n" when the thread's COM error record has a
-/// description, then "Message: %s\n" with the system's text for hr (or the text COM gives
-/// codes the system has none for).
+/// description (taking the record), then "Message: %s\n" with the system's text for hr (or
+/// the text COM gives codes the system has none for). Only inside an ErrorRecordScope is the
+/// record sure to be the failing call's own.
 String ComErrorText(HRESULT hr);
+
+/// Each public XML operation runs in one: a COM error record already waiting on the thread
+/// (someone else's) is set aside when the operation begins and put back when it ends, so that
+/// a failure inside takes only a record that one of its own calls made.
+class ErrorRecordScope {
+public:
+    ErrorRecordScope() noexcept { GetErrorInfo(0, earlier_.receive()); }
+    ~ErrorRecordScope()
+    {
+        if (earlier_)
+            SetErrorInfo(0, earlier_.get());
+    }
+    ErrorRecordScope(const ErrorRecordScope &) = delete;
+    ErrorRecordScope &operator=(const ErrorRecordScope &) = delete;
+
+private:
+    ComPtr<IErrorInfo> earlier_;
+};
 
 /// The parse-error text of the newer generation: the reason, "File: %s\n" when the error names
 /// a document, "Line/Pos: %d/%d\n" when it names a line.

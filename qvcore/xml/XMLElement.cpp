@@ -132,6 +132,7 @@ XMLElement::~XMLElement() {}
 
 String XMLElement::GetName() const
 {
+    ErrorRecordScope errors;
     IDispatch *element = checked(Get());
     if (Generation() != 4)
         return tagName1(element1(element));
@@ -142,6 +143,7 @@ String XMLElement::GetName() const
 
 String XMLElement::GetText() const
 {
+    ErrorRecordScope errors;
     IDispatch *element = checked(Get());
     Bstr text;
     if (Generation() == 4)
@@ -153,6 +155,7 @@ String XMLElement::GetText() const
 
 bool XMLElement::GetAttribute(const wchar_t *name, String &value, bool mustExist) const
 {
+    ErrorRecordScope errors;
     IDispatch *element = checked(Get());
     Bstr attribute = MakeBstr(name);
     Variant answer;
@@ -181,6 +184,7 @@ bool XMLElement::GetAttribute(const wchar_t *name, String &value, bool mustExist
 
 XMLElement XMLElement::GetChildElement(const wchar_t *name, bool mustExist) const
 {
+    ErrorRecordScope errors;
     IDispatch *element = checked(Get());
     XMLElement child;
     if (Generation() == 4) {
@@ -204,6 +208,7 @@ XMLElement XMLElement::GetChildElement(const wchar_t *name, bool mustExist) cons
 
 std::vector<XMLElement> XMLElement::GetChildElements(const wchar_t *name, bool mustExist) const
 {
+    ErrorRecordScope errors;
     IDispatch *element = checked(Get());
     std::vector<XMLElement> children;
     if (Generation() == 4) {

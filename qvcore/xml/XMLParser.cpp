@@ -156,6 +156,7 @@ void XMLParser::Release() noexcept
 
 void XMLParser::ParseFile(const wchar_t *path)
 {
+    ErrorRecordScope errors;
     Release();
     String name(checkedText(path));
     if (Generation() == 4) {
@@ -181,6 +182,7 @@ void XMLParser::ParseFile(const wchar_t *path)
 
 void XMLParser::ParseData(const char *text)
 {
+    ErrorRecordScope errors;
     Release();
     checkedText(text);
     if (Generation() == 4) {
@@ -208,6 +210,7 @@ bool XMLParser::CanValidateSchema() const { return Generation() == 4; }
 
 void XMLParser::ValidateSchema(const char *text)
 {
+    ErrorRecordScope errors;
     if (Generation() != 4)
         Throw(XMLException::InternalError, String(L"MSXML1 parser does not support validation"));
     IXMLDOMDocument2 *document = static_cast<IXMLDOMDocument2 *>(m_document.get());

@@ -79,7 +79,8 @@ TEST_F(XMLElementTest, MissingChildIsEmptyOrWithMustExistAnError)
 {
     XMLParser parser;
     parser.ParseData("<list><item/></list>");
-    EXPECT_FALSE(parser.GetChildElement(L"group", false));
+    bool found = parser.GetChildElement(L"group", false);  // an element converts to bool as it is
+    EXPECT_FALSE(found);
     EXPECT_TRUE(parser.GetChildElements(L"group", false).empty());
     // A leaf: the first generation's parser gives it no child collection at all.
     XMLElement leaf = parser.GetChildElement(L"item", true);
@@ -163,6 +164,15 @@ TEST_F(XMLElementTest, AnEmptyElementFailsAsTheParserDoesForAMissingObject)
     EXPECT_FALSE(empty);
     String value;
     const String expected = comErrorText(E_POINTER);
+    // A COM error record another component left on the thread is not this failure's: it stays
+    // out of the text and is still there for its owner afterwards.
+    ICreateErrorInfo *create = nullptr;
+    ASSERT_EQ(S_OK, CreateErrorInfo(&create));
+    create->SetDescription(const_cast<LPOLESTR>(L"someone else's"));
+    IErrorInfo *stale = nullptr;
+    ASSERT_EQ(S_OK, create->QueryInterface(IID_IErrorInfo, reinterpret_cast<void **>(&stale)));
+    create->Release();
+    SetErrorInfo(0, stale);
     for (int operation = 0; operation < 4; ++operation) {
         XMLException e = XML_EXCEPTION_OF(operation == 0   ? (void)empty.GetName()
                                           : operation == 1 ? (void)empty.GetText()
@@ -171,6 +181,12 @@ TEST_F(XMLElementTest, AnEmptyElementFailsAsTheParserDoesForAMissingObject)
         EXPECT_EQ(XMLException::InternalError, e.code) << "operation " << operation;
         EXPECT_EQ(expected, e.message) << "operation " << operation;
     }
+    IErrorInfo *left = nullptr;
+    EXPECT_EQ(S_OK, GetErrorInfo(0, &left));
+    EXPECT_EQ(stale, left);
+    if (left)
+        left->Release();
+    stale->Release();
 }
 
 TEST_F(XMLElementTest, ManyChildrenAreCollectedInDocumentOrder)
