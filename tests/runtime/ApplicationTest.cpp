@@ -34,6 +34,26 @@ void parseAs(std::vector<const char *> arguments, CommandLine &commandLine)
     __argv = savedVector;
 }
 
+// The same for a program whose entry point is wmain: the runtime fills only its wide vector
+// (wide null: not even that, as for an entry point of the program's own).
+void parseAsWide(std::vector<const wchar_t *> arguments, CommandLine &commandLine, bool wide = true)
+{
+    arguments.insert(arguments.begin(), L"program.exe");
+    arguments.push_back(nullptr);
+    const int savedCount = __argc;
+    char **const savedVector = __argv;
+    wchar_t **const savedWide = __wargv;
+    __argc = wide ? static_cast<int>(arguments.size()) - 1 : 0;
+    __argv = nullptr;
+    __wargv = wide ? const_cast<wchar_t **>(arguments.data()) : nullptr;
+    struct Application : ApplicationBase {
+    } application;
+    application.ParseCommandLine(commandLine);
+    __argc = savedCount;
+    __argv = savedVector;
+    __wargv = savedWide;
+}
+
 // Records every call the parser receives, then lets the base class decide.
 class RecordingCommandLine : public CommandLine {
 public:
@@ -111,6 +131,23 @@ struct OpenCommandLine : CommandLine {
 };
 
 }  // namespace
+
+TEST(CommandLine, AWideEntryPointsArgumentsAreTheOnesParsed)
+{
+    CommandLine wide;
+    parseAsWide({L"/regserver", L"caf\u00e9 \u65e5\u672c.txt"}, wide);
+    EXPECT_TRUE(wide.IsRegistering());
+    EXPECT_EQ(String(L"caf\u00e9 \u65e5\u672c.txt"), wide.GetDocPath());
+
+    // Without either vector the process's own command line is split: this program was started
+    // with options of the test framework only, so no document path arrives.
+    RecordingCommandLine own;
+    parseAsWide({}, own, /*wide=*/false);
+    ASSERT_GE(own.calls.size(), 2u);
+    EXPECT_EQ("begin", own.calls.front());
+    EXPECT_EQ("end", own.calls.back());
+    EXPECT_TRUE(own.GetDocPath().empty());
+}
 
 TEST(CommandLine, VirtualFunctionsKeepTheirSlotsForDerivedParsers)
 {
