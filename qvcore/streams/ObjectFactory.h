@@ -197,7 +197,10 @@ private:
 
 /// One line per class, at namespace scope in the module that defines it:
 ///   QV_SERIAL_CLASS(AppFactory(), Document);
-///   QV_SERIAL_CLASS_NAMED(AppFactory(), Document, "Document");   // id of an explicit name
+///   QV_SERIAL_CLASS_NAMED(AppFactory(), Document, "old::Document");   // also the id of a name
+/// Streams write the id of an object's type (its qualified name) whatever it is registered
+/// under; a second registration under an old name lets objects a stream creates come back from
+/// data written before a class was renamed or moved.
 ///   QV_SERIAL_SINGLETON(AppFactory(), Palette);
 /// At block scope the registration lasts for the block; as a class member, for the object.
 #define QV_SERIAL_CLASS(factory, Class) \

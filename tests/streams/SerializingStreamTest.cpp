@@ -2,6 +2,7 @@
 #include "tests/support/SerialTestClasses.h"
 #include "tests/support/StreamTestSupport.h"
 
+#include <cstring>
 #include <functional>
 
 using graph::Node;
@@ -50,6 +51,13 @@ struct GraphTest : ::testing::Test {
 // Ids of the test classes' names, little-endian.
 const char nodeID[] = "2C D7 56 00";     // graph::Node
 const char paletteID[] = "41 FC 27 09";  // graph::Palette
+
+int readInt(const std::string &bytes)
+{
+    int value = 0;
+    std::memcpy(&value, bytes.data(), 4);
+    return value;
+}
 
 std::string hex(std::initializer_list<const char *> pieces)
 {
@@ -264,6 +272,31 @@ TEST_F(GraphTest, ObjectsCreatedBeforeAFailureAreReleasedAtEveryCut)
         }
         EXPECT_EQ(before, graph::liveObjects());
     }
+}
+
+TEST_F(GraphTest, AClassRegisteredUnderItsOldNameTooReadsDataWrittenUnderIt)
+{
+    // A node written while its class was called old::Node: a reference to it inline, a = 5,
+    // b = 6, and its null link.
+    const char *oldID = "F9 73 09 00";  // old::Node
+    ASSERT_EQ(ObjectFactory::ClassIDOf("old::Node"), readInt(hexBytes(oldID)));
+    const std::string old = hex({"00 00 00 00 11 03 19 80 00 00 00 00", oldID, "01 00 05 00 00 00 06 00 00 00",
+                                 "00 00 00 00 11 03 19 80 00 00 00 00"});
+    {
+        MemoryInputStream memory(old);
+        SerializingInputStream in(*factory, memory);
+        EXPECT_STREAM_EXCEPTION(in.ReadRef(), 3, "Unexpected object in stream");
+    }
+    QV_SERIAL_CLASS_NAMED(*factory, Node, "old::Node");
+    MemoryInputStream memory(old);
+    SerializingInputStream in(*factory, memory);
+    ComPtr<ISerializable> read(in.ReadRef());
+    Node *node = dynamic_cast<Node *>(read.get());
+    ASSERT_NE(nullptr, node);
+    EXPECT_EQ(5, node->a);
+    EXPECT_EQ(6, node->b);
+    // What is written now carries the id of the class's current name.
+    EXPECT_EQ(hexBytes(nodeID), Written([&](SerializingOutputStream &out) { out.Write(*node); }).substr(0, 4));
 }
 
 TEST_F(GraphTest, NestingBeyondTheLimitIsMalformedDataNotAStackOverflow)
