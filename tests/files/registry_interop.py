@@ -19,8 +19,8 @@ KEY = rf"HKCU\Software\QvCoreTests\interop-{os.getpid()}"
 
 
 def run(*args):
-    # qvtool writes the ANSI code page (1252), reg.exe the OEM one (437) as console programs do.
-    return run_under(wine_run, build, args, "cp437" if args[0] == "reg" else "cp1252")
+    # qvtool writes UTF-8 into pipes, reg.exe the OEM code page (437) as older console programs do.
+    return run_under(wine_run, build, args, "cp437" if args[0] == "reg" else "utf-8")
 
 
 def reg_add(name, kind, data):
