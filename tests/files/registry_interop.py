@@ -58,6 +58,8 @@ try:
         ("Flag", "REG_DWORD", "1", ["--type", "bool"], "true"),
         ("Two", "REG_DWORD", "2", ["--type", "bool"], "false"),
         ("Blob", "REG_BINARY", "00FF10", [], "00FF10"),
+        ("Scripts", "REG_SZ", "\u0395\u03bb \u65e5\u672c\u8a9e \u0939\u093f \U0001f3b9 e\u0301",
+         [], "\u0395\u03bb \u65e5\u672c\u8a9e \u0939\u093f \U0001f3b9 e\u0301"),
         ("Big", "REG_SZ", "-9223372036854775808", ["--type", "int64"], "-9223372036854775808"),
         ("Ratio", "REG_SZ", "0.125", ["--type", "float"], "0.125"),
     ]:
