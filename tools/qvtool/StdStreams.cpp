@@ -197,7 +197,7 @@ public:
             return !failed_;
         bool written;
         if (console_) {
-            written = writeConsole(String::FromUtf8(text));
+            written = ShowOnConsole(String::FromUtf8(text));
         } else {
             std::string bytes = redirectedBytes(text);
             written = writeHandle(handle_, bytes.data(), bytes.size());
@@ -223,12 +223,16 @@ private:
         console_ = handle_ && GetConsoleMode(handle_, &mode);
     }
 
-    bool writeConsole(const String &text)
+    // Older consoles take at most some 64 KB in one write. A piece never ends between the two
+    // halves of a surrogate pair, which the console would show as two broken characters.
+    bool ShowOnConsole(const String &text)
     {
         const unsigned short *units = text.data();
         std::size_t left = text.size();
         while (left > 0) {
             DWORD piece = static_cast<DWORD>(std::min<std::size_t>(left, 16384));
+            if (piece < left && units[piece - 1] >= 0xD800 && units[piece - 1] < 0xDC00)
+                --piece;
             DWORD written = 0;
             if (!WriteConsoleW(handle_, units, piece, &written, nullptr) || written == 0)
                 return false;
