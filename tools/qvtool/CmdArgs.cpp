@@ -29,7 +29,7 @@ protected:
             return;
         }
         printOut("argument  '%s'%s\n", utf8(argument).c_str(),
-                    GetDocPath().empty() ? " (the document path)" : " (ignored: the document path is set)");
+                 GetDocPath().empty() ? " (the document path)" : " (ignored: the document path is set)");
         CommandLine::ParseNonOption(argument);
     }
 

@@ -74,10 +74,10 @@ int chunkOne(const std::string &name, const ChunksOptions &options)
             break;
     }
     printOut("%s: %llu bytes appended in %llu piece(s) of at most %d bytes\n", label.c_str(), total, pieces,
-                options.piece);
+             options.piece);
     printOut("  chunks:%s (%lld chunk(s), %llu bytes reserved, %lld spare)\n",
-                chunkList.empty() ? " none" : chunkList.c_str(), chunkCount, reserved,
-                static_cast<long long>(reserved) - static_cast<long long>(total));
+             chunkList.empty() ? " none" : chunkList.c_str(), chunkCount, reserved,
+             static_cast<long long>(reserved) - static_cast<long long>(total));
     printOut("  content read back: %llu bytes, identical\n", total);
     return 0;
 }

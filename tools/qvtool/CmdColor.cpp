@@ -71,7 +71,7 @@ int runColor(const std::string &text)
     unsigned long rgb = colour.isRgb ? colour.rgb : HSBColor::HSBtoRGB(colour.hsb);
     HSBColor hsb = colour.isRgb ? HSBColor::RGBtoHSB(rgb) : colour.hsb;
     printOut("#%02lX%02lX%02lX  hsb %.10g,%.10g,%.10g  COLORREF 0x%08lX\n", rgb & 0xFF, rgb >> 8 & 0xFF,
-                rgb >> 16 & 0xFF, hsb.hue, hsb.saturation, hsb.brightness, rgb);
+             rgb >> 16 & 0xFF, hsb.hue, hsb.saturation, hsb.brightness, rgb);
     return 0;
 }
 

@@ -224,8 +224,8 @@ int runConvert(const ConvertOptions &options)
                                 : std::to_string(validity.invalid) + " invalid sequence(s), the first at byte " +
                                       std::to_string(validity.firstAt);
         printErr("%s: %llu bytes -> %llu UTF-16 units -> %llu bytes; %s; %s\n", inName.c_str(), read, units,
-                     written, found.c_str(),
-                     lossy ? "some characters replaced (the target lacks them)" : "every character kept");
+                 written, found.c_str(),
+                 lossy ? "some characters replaced (the target lacks them)" : "every character kept");
     }
     return 0;
 }

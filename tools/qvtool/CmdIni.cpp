@@ -198,7 +198,7 @@ int runIni(const IniOptions &options)
         aboutFile("cannot read", file, [&] { profile->Load(path); });
         if (tooManySections(path.SystemMultibyte())) {
             printErr("qvtool: ini: warning: '%s' has more section names than the system hands out "
-                                 "(32,767 bytes): no section was read\n", file.c_str());
+                     "(32,767 bytes): no section was read\n", file.c_str());
             if (action == "set" || action == "delete")
                 return fail("ini: '" + file + "' left unchanged: writing it back would lose its sections");
         }

@@ -119,7 +119,7 @@ int runLog(const LogOptions &options)
     BSTR name = nullptr;
     if (log->GetFileName(&name) == S_OK) {
         printOut("%s: %zu line(s) logged\n",
-                    utf8(String(reinterpret_cast<const unsigned short *>(name))).c_str(), lines);
+                 utf8(String(reinterpret_cast<const unsigned short *>(name))).c_str(), lines);
         SysFreeString(name);
     }
     return 0;

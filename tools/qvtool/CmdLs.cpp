@@ -38,7 +38,7 @@ void printEntry(const FileData &entry, const String &shownName, Totals &totals)
         totals.bytes += entry.GetFileSize();
     }
     printOut("%s %14s  %-28s %s\n", attributeText(entry).c_str(), size,
-                utf8(entry.GetLastWriteTime().ToString()).c_str(), utf8(shownName).c_str());
+             utf8(entry.GetLastWriteTime().ToString()).c_str(), utf8(shownName).c_str());
 }
 
 // The entries matching pattern in dir, then (recursive) the same in every sub-directory,

@@ -10,7 +10,7 @@ int runNow()
     printOut("time (UTC):       %s\n", utf8(DateTime::Now().ToString()).c_str());
     printOut("local time zone:  %s\n", utf8(DateTime::GetLocalTimeZoneName()).c_str());
     printOut("UTC bias:         %s (UTC = local time + bias)\n",
-                utf8(DateTime::GetLocalUTCBias().ToString()).c_str());
+             utf8(DateTime::GetLocalUTCBias().ToString()).c_str());
     printOut("daylight saving:  %s\n", DateTime::GetLocalDayLightSaving() ? "in force" : "not in force");
     return 0;
 }

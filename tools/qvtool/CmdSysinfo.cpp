@@ -39,10 +39,10 @@ int runSysinfo(const SysinfoOptions &options)
     unsigned long directX = SysInfo::GetDirectXVersion();
 
     printOut("system:     %s (family %d%s)\n", utf8(SysInfo::GetOSName()).c_str(), system,
-                (system & SysInfo::Windows9x) ? ", 9x" : "");
+             (system & SysInfo::Windows9x) ? ", 9x" : "");
     printOut("            %s\n", familyName(system));
     printOut("processor:  %s, %lu processor(s), page size %lu\n", utf8(processor).c_str(),
-                static_cast<unsigned long>(info.dwNumberOfProcessors), static_cast<unsigned long>(info.dwPageSize));
+             static_cast<unsigned long>(info.dwNumberOfProcessors), static_cast<unsigned long>(info.dwPageSize));
     if (directX) {
         char letter = (directX & 0xFF) ? static_cast<char>('a' - 1 + (directX & 0xFF)) : ' ';
         printOut("DirectX:    %lu.%lu%c (0x%08lx)\n", directX >> 16, (directX >> 8) & 0xFF, letter, directX);
