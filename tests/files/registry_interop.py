@@ -19,8 +19,8 @@ KEY = rf"HKCU\Software\QvCoreTests\interop-{os.getpid()}"
 
 
 def run(*args):
-    # qvtool writes the ANSI code page (1252), reg.exe the OEM one (437) as console programs do.
-    return run_under(wine_run, build, args, "cp437" if args[0] == "reg" else "cp1252")
+    # qvtool writes UTF-8 into pipes, reg.exe the OEM code page (437) as older console programs do.
+    return run_under(wine_run, build, args, "cp437" if args[0] == "reg" else "utf-8")
 
 
 def reg_add(name, kind, data):
@@ -58,6 +58,8 @@ try:
         ("Flag", "REG_DWORD", "1", ["--type", "bool"], "true"),
         ("Two", "REG_DWORD", "2", ["--type", "bool"], "false"),
         ("Blob", "REG_BINARY", "00FF10", [], "00FF10"),
+        ("Scripts", "REG_SZ", "\u0395\u03bb \u65e5\u672c\u8a9e \u0939\u093f \U0001f3b9 e\u0301",
+         [], "\u0395\u03bb \u65e5\u672c\u8a9e \u0939\u093f \U0001f3b9 e\u0301"),
         ("Big", "REG_SZ", "-9223372036854775808", ["--type", "int64"], "-9223372036854775808"),
         ("Ratio", "REG_SZ", "0.125", ["--type", "float"], "0.125"),
     ]:

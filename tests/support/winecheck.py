@@ -7,8 +7,8 @@ _counts = {"checks": 0, "failures": 0}
 
 def run_under(wine_run, build, args, encoding):
     """Runs args (a program and its arguments) in the build's Wine prefix; exit code, standard
-    output and standard error decoded from encoding (console programs write the ANSI code page,
-    1252, or reg.exe the OEM one, 437)."""
+    output and standard error decoded from encoding (qvtool writes UTF-8 into pipes, older console
+    programs the ANSI code page, 1252, and reg.exe the OEM one, 437)."""
     done = subprocess.run([wine_run, build] + list(args), capture_output=True, timeout=120)
     return done.returncode, done.stdout.decode(encoding, "replace"), done.stderr.decode(encoding, "replace")
 

@@ -7,14 +7,24 @@ Each row runs in a fresh folder holding the sample files; "{dir}" in an argument
 folder as Wine names it. Expected texts are fragments that must appear ("!" first: must not);
 "{missing}" stands for the system's own text for a missing file, asked of the system in the
 same run, never a copy of Windows' English. A row whose stdout goes to "full" writes into
-/dev/full, a device that refuses every byte.
+/dev/full, a device that refuses every byte; a "console" row runs on a terminal, where Wine
+gives qvtool a console.
+
+Text fragments are UTF-8, the encoding qvtool writes into pipes: a text row's output must
+decode as UTF-8 as a whole. The rows over names and documents in many scripts take what they
+expect from Python's own reading of the same files (ElementTree, configparser, hashlib).
 """
+import configparser
+import hashlib
 import os
+import re
+import shlex
 import shutil
 import struct
 import subprocess
 import sys
 import tempfile
+import xml.etree.ElementTree as ET
 import zlib
 
 wine_run, build, qvtool = sys.argv[1:4]
@@ -35,7 +45,67 @@ def run(args, stdin=b"", full=False):
         if full:
             out.close()
     stdout = b"" if full else done.stdout
-    return done.returncode, stdout, done.stderr.decode("cp1252", "replace")
+    return done.returncode, stdout, done.stderr
+
+
+# On a terminal Wine's console draws the text with escape sequences around it, and the
+# terminal sends both streams back as one.
+def run_on_console(args):
+    command = " ".join(shlex.quote(a) for a in [wine_run, build, qvtool] + args)
+    done = subprocess.run(["script", "-qec", command, "/dev/null"], stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=120)
+    shown = re.sub(rb"\x1b(\[[?0-9;]*[A-Za-z]|\][^\x07]*\x07)", b"", done.stdout)
+    return done.returncode, shown, b""
+
+
+# Text in ten scripts: Latin with diacritics beyond the Western code page, Greek, Cyrillic,
+# Arabic, Hebrew, Devanagari, CJK, Thai, emoji outside the basic plane (two UTF-16 units each)
+# and combining marks (kept decomposed: the marks must arrive as marks).
+SCRIPTS = [
+    ("latin", "\u00c6r\u00f8sk\u00f8bing, \u0141\u00f3d\u017a, \u010ce\u0161tina"),
+    ("greek", "\u0395\u03bb\u03bb\u03b7\u03bd\u03b9\u03ba\u03ac"),
+    ("cyrillic", "\u041a\u0438\u0440\u0438\u043b\u043b\u0438\u0446\u0430"),
+    ("arabic", "\u0627\u0644\u0639\u0631\u0628\u064a\u0629"),
+    ("hebrew", "\u05e2\u05d1\u05e8\u05d9\u05ea"),
+    ("devanagari", "\u0926\u0947\u0935\u0928\u093e\u0917\u0930\u0940"),
+    ("cjk", "\u65e5\u672c\u8a9e \u4e2d\u6587 \ud55c\uad6d\uc5b4"),
+    ("thai", "\u0e20\u0e32\u0e29\u0e32\u0e44\u0e17\u0e22"),
+    ("emoji", "\U0001f3b9 \U0001f3b5"),
+    ("combining", "Cafe\u0301 n\u0303 A\u030a"),
+]
+JAPANESE = "\u65e5\u672c\u8a9e"
+
+
+# A catalog whose every element holds one script in an attribute and in its text.
+def scripts_xml():
+    root = ET.Element("catalog")
+    for label, text in SCRIPTS:
+        ET.SubElement(root, "Item", id=label, title=text + " & <" + label + ">").text = text
+    return ET.tostring(root, encoding="utf-8", xml_declaration=True)
+
+
+def scripts_ini():
+    ini = configparser.ConfigParser(interpolation=None)
+    ini.optionxform = str
+    ini["Scripts"] = dict(SCRIPTS)
+    ini[SCRIPTS[1][1]] = {JAPANESE: SCRIPTS[8][1]}
+    with tempfile.TemporaryFile("w+", encoding="utf-8") as f:
+        ini.write(f, space_around_delimiters=False)
+        f.seek(0)
+        return f.read().encode("utf-8")
+
+
+def expected_xml(tags):
+    root = ET.fromstring(scripts_xml())
+    return [(e.tag + " " if tags else " ") + f'id="{e.get("id")}" title="{e.get("title")}": {e.text}\r\n' for e in root]
+
+
+def expected_ini():
+    ini = configparser.ConfigParser(interpolation=None)
+    ini.optionxform = str
+    ini.read_string(scripts_ini().decode("utf-8"))
+    return [f"[{name}]\r\n" for name in ini.sections()] + [
+        f"{key}={value}\r\n" for name in ini.sections() for key, value in ini[name].items()]
 
 
 def prepare(folder):
@@ -54,6 +124,13 @@ def prepare(folder):
     with open(os.path.join(folder, "many.ini"), "w", newline="\r\n") as f:
         for i in range(3000):
             f.write(f"[Section{10000 + i}]\nk=v\n")
+    os.mkdir(os.path.join(folder, "scripts"))
+    for label, text in SCRIPTS:
+        with open(os.path.join(folder, "scripts", text + ".txt"), "wb") as f:
+            f.write(label.encode())
+    for name, data in [("scripts.xml", scripts_xml()), ("scripts.ini", scripts_ini())]:
+        with open(os.path.join(folder, name), "wb") as f:
+            f.write(data)
 
 
 D = "{dir}\\"
@@ -98,9 +175,6 @@ ROWS = [
     ("md5 of a file and a missing one", ["md5", D + "old.bin", D + "absent.txt"], b"", 1,
      ["\\old.bin"], ["cannot open '", "absent.txt': {missing}"], {}, {}),
     ("md5 to a full device", ["md5"], b"abc", 1, [], ["cannot write standard output"], {}, {"full": True}),
-    # A name the ANSI code page cannot hold is said to be one, never turned into "?.txt".
-    ("md5 of a name outside the ANSI code page", ["md5", D + "\u4e00.txt"], b"", 1, [],
-     ["the name holds characters that the ANSI code page"], {}, {}),
     # now, du, sysinfo, ls
     ("now", ["now"], b"", 0, ["time (UTC):", "UTC bias:"], [], {}, {}),
     ("du", ["du", D + "old.bin"], b"", 0, ["3\t"], [], {}, {}),
@@ -111,6 +185,41 @@ ROWS = [
     ("ls -r matches the pattern in sub-directories", ["ls", "-r", D + "*.ini"], b"", 0,
      ["settings.ini", "sub\\deep.ini"], [], {}, {}),
     ("ls of nothing", ["ls", D + "*.none"], b"", 1, [], ["nothing matches"], {}, {}),
+    # Text in every script, through a pipe: names, documents, settings, arguments and errors.
+    # qvtool's manifest makes UTF-8 its ANSI code page, so the narrow file functions take and
+    # give names beyond the system's (1252 here): "qvtool md5 '日本語 中文 한국어.txt'" opens the file.
+    ("ls: names in every script", ["ls", D + "scripts"], b"", 0, [f" {text}.txt\r\n" for _, text in SCRIPTS], [],
+     {}, {}),
+    ("md5 of names in every script", ["md5"] + [D + "scripts\\" + text + ".txt" for _, text in SCRIPTS], b"", 0,
+     [f"{hashlib.md5(label.encode()).hexdigest()}  {{dir}}\\scripts\\{text}.txt\n" for label, text in SCRIPTS], [], {},
+     {}),
+    ("an error names a file in every script", ["md5", D + SCRIPTS[5][1] + SCRIPTS[8][1] + SCRIPTS[9][1]], b"", 1, [],
+     ["cannot open '{dir}\\" + SCRIPTS[5][1] + SCRIPTS[8][1] + SCRIPTS[9][1] + "': {missing}\r\n"], {}, {}),
+    ("xml: text and attributes in every script", ["xml", D + "scripts.xml", "//Item", "--attr", "id", "--attr",
+                                                  "title", "--text", "--generation", "4"], b"", 0,
+     expected_xml(tags=True), [], {}, {}),
+    ("xml: every script with the first generation", ["xml", D + "scripts.xml", "Item", "--attr", "id", "--attr",
+                                                     "title", "--text", "--generation", "1"], b"", 0,
+     expected_xml(tags=False), [], {}, {}),
+    ("ini list: sections, keys and values in every script", ["ini", D + "scripts.ini", "list"], b"", 0,
+     expected_ini(), [], {}, {}),
+    ("ini get: a section and key in other scripts", ["ini", D + "scripts.ini", "get", SCRIPTS[1][1], JAPANESE], b"", 0,
+     [SCRIPTS[8][1] + "\r\n"], [], {}, {}),
+    ("ini set writes UTF-8", ["ini", D + "new.ini", "set", SCRIPTS[2][1], "thai", SCRIPTS[7][1]], b"", 0, [], [],
+     {"new.ini": [f"[{SCRIPTS[2][1]}]".encode(), f"thai={SCRIPTS[7][1]}".encode()]}, {}),
+    ("args in every script", ["args", " ".join(text for _, text in SCRIPTS)], b"", 0,
+     ["argument  '" + " ".join(text for _, text in SCRIPTS) + "' (the document path)\r\n"], [], {}, {}),
+    # --ansi: the system's ANSI code page (1252 here) for old consumers, "?" for what it lacks.
+    ("--ansi writes the ANSI code page", ["--ansi", "xml", D + "scripts.xml", "//Item", "--attr", "title",
+                                          "--generation", "4"], b"", 0,
+     # (Wine writes a "?" for each half of a surrogate pair, Python one for the character.)
+     [f'title="{text} & <{label}>"\r\n'.encode("cp1252", "replace") for label, text in SCRIPTS if label != "emoji"],
+     [], {}, {}),
+    ("--ansi after the command, on the error stream", ["md5", D + "caf\u00e9 \u0395.txt", "--ansi"], b"", 1, [],
+     [b"caf\xe9 ?.txt': "], {}, {}),
+    ("xml on a console: the sample catalog through the wide console output",
+     ["xml", D + "catalog.xml", "Item", "--attr", "title", "--generation", "4"], b"", 0,
+     ['title="Caf\u00e9 piano"'], [], {}, {"console": True}),
     # chunks
     ("chunks of the sample", ["chunks"], b"", 0, ["(embedded sample)", "identical"], [], {}, {}),
     ("chunks of standard input", ["chunks", "--piece", "2", "-"], b"abcde", 0, ["5 bytes appended in 3 piece(s)"],
@@ -248,7 +357,7 @@ ROWS = [
 
 
 def as_bytes(fragment):
-    return fragment if isinstance(fragment, bytes) else fragment.encode("cp1252")
+    return fragment if isinstance(fragment, bytes) else fragment.encode("utf-8")
 
 
 def tag_leftovers():
@@ -263,21 +372,33 @@ failures = 0
 with tempfile.TemporaryDirectory() as base:
     probe = os.path.join(base, "probe")
     os.mkdir(probe)
-    missing = run(["md5", windows(os.path.join(probe, "absent"))])[2].rsplit(": ", 1)[-1].strip()
+    missing = run(["md5", windows(os.path.join(probe, "absent"))])[2].decode("utf-8").rsplit(": ", 1)[-1].strip()
     for number, (name, args, stdin, want_code, want_out, want_err, files, options) in enumerate(ROWS):
         folder = os.path.join(base, f"row{number}")
         os.mkdir(folder)
         prepare(folder)
-        code, out, err = run([a.replace("{dir}", windows(folder)) for a in args], stdin, options.get("full", False))
+        where = windows(folder)
+        args = [a.replace("{dir}", where) for a in args]
+        if options.get("console"):
+            code, out, err = run_on_console(args)
+        else:
+            code, out, err = run(args, stdin, options.get("full", False))
         problems = []
         if code != want_code:
             problems.append(f"exit code {code}, want {want_code}")
         for fragment in want_out:
-            if as_bytes(fragment) not in out:
+            if as_bytes(fragment).replace(b"{dir}", where.encode()) not in out:
                 problems.append(f"stdout lacks {fragment!r}")
-        for fragment in (f.replace("{missing}", missing) for f in want_err):
-            if fragment not in err:
+        for fragment in want_err:
+            if isinstance(fragment, str):
+                fragment = fragment.replace("{missing}", missing).replace("{dir}", where)
+            if as_bytes(fragment) not in err:
                 problems.append(f"stderr lacks {fragment!r}")
+        if any(isinstance(f, str) for f in want_out):
+            try:
+                out.decode("utf-8")
+            except UnicodeDecodeError as e:
+                problems.append(f"stdout is not UTF-8: {e}")
         if want_code == 0 and err and not want_err and not options.get("stderr_any"):
             problems.append("unexpected stderr")
         if options.get("no_newline_in_stdout") and out.rstrip(b"\r\n").count(b"\n"):

@@ -1,6 +1,6 @@
 #include "Command.h"
+#include "StdStreams.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace qvtool {
@@ -19,7 +19,7 @@ public:
 protected:
     void ParseOption(const String &option) override
     {
-        std::printf("option    '%s'\n", option.SystemMultibyte().c_str());
+        printOut("option    '%s'\n", utf8(option).c_str());
         CommandLine::ParseOption(option);
     }
     void ParseNonOption(const String &argument) override
@@ -28,8 +28,8 @@ protected:
             commandWordSeen_ = true;
             return;
         }
-        std::printf("argument  '%s'%s\n", argument.SystemMultibyte().c_str(),
-                    GetDocPath().empty() ? " (the document path)" : " (ignored: the document path is set)");
+        printOut("argument  '%s'%s\n", utf8(argument).c_str(),
+                 GetDocPath().empty() ? " (the document path)" : " (ignored: the document path is set)");
         CommandLine::ParseNonOption(argument);
     }
 
@@ -41,9 +41,9 @@ int runArgs()
 {
     ShownCommandLine commandLine;
     application().ParseCommandLine(commandLine);
-    std::printf("document path: %s\n", commandLine.GetDocPath().SystemMultibyte().c_str());
-    std::printf("registering:   %s\n", commandLine.IsRegistering() ? "yes" : "no");
-    std::printf("unregistering: %s\n", commandLine.IsUnregistering() ? "yes" : "no");
+    printOut("document path: %s\n", utf8(commandLine.GetDocPath()).c_str());
+    printOut("registering:   %s\n", commandLine.IsRegistering() ? "yes" : "no");
+    printOut("unregistering: %s\n", commandLine.IsUnregistering() ? "yes" : "no");
     return 0;
 }
 

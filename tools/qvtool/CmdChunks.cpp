@@ -2,7 +2,6 @@
 #include "StdStreams.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 #include <vector>
 
@@ -42,7 +41,7 @@ int chunkOne(const std::string &name, const ChunksOptions &options)
     std::unique_ptr<InputStream> in;
     std::string sample;
     std::unique_ptr<MemoryInputStream> sampleStream;
-    const std::string label = name.empty() ? "(embedded sample)" : name == "-" ? "(standard input)" : shown(name);
+    const std::string label = name.empty() ? "(embedded sample)" : name == "-" ? "(standard input)" : name;
     if (name.empty()) {
         sample = sampleBytes();
         size = sample.size();
@@ -74,12 +73,12 @@ int chunkOne(const std::string &name, const ChunksOptions &options)
         if (window.size() < kWindow)
             break;
     }
-    std::printf("%s: %llu bytes appended in %llu piece(s) of at most %d bytes\n", label.c_str(), total, pieces,
-                options.piece);
-    std::printf("  chunks:%s (%lld chunk(s), %llu bytes reserved, %lld spare)\n",
-                chunkList.empty() ? " none" : chunkList.c_str(), chunkCount, reserved,
-                static_cast<long long>(reserved) - static_cast<long long>(total));
-    std::printf("  content read back: %llu bytes, identical\n", total);
+    printOut("%s: %llu bytes appended in %llu piece(s) of at most %d bytes\n", label.c_str(), total, pieces,
+             options.piece);
+    printOut("  chunks:%s (%lld chunk(s), %llu bytes reserved, %lld spare)\n",
+             chunkList.empty() ? " none" : chunkList.c_str(), chunkCount, reserved,
+             static_cast<long long>(reserved) - static_cast<long long>(total));
+    printOut("  content read back: %llu bytes, identical\n", total);
     return 0;
 }
 

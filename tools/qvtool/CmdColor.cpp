@@ -1,9 +1,9 @@
 #include "Command.h"
+#include "StdStreams.h"
 
 #include "qvcore/graphics/HSBColor.h"
 
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <list>
 #include <memory>
@@ -70,8 +70,8 @@ int runColor(const std::string &text)
     checkColor(text, &colour);
     unsigned long rgb = colour.isRgb ? colour.rgb : HSBColor::HSBtoRGB(colour.hsb);
     HSBColor hsb = colour.isRgb ? HSBColor::RGBtoHSB(rgb) : colour.hsb;
-    std::printf("#%02lX%02lX%02lX  hsb %.10g,%.10g,%.10g  COLORREF 0x%08lX\n", rgb & 0xFF, rgb >> 8 & 0xFF,
-                rgb >> 16 & 0xFF, hsb.hue, hsb.saturation, hsb.brightness, rgb);
+    printOut("#%02lX%02lX%02lX  hsb %.10g,%.10g,%.10g  COLORREF 0x%08lX\n", rgb & 0xFF, rgb >> 8 & 0xFF,
+             rgb >> 16 & 0xFF, hsb.hue, hsb.saturation, hsb.brightness, rgb);
     return 0;
 }
 

@@ -2,7 +2,6 @@
 #include "StdStreams.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 
 namespace qvtool {
@@ -197,7 +196,7 @@ int runConvert(const ConvertOptions &options)
     parseCodePage(options.to, to);
     unsigned long long size = 0;
     std::unique_ptr<InputStream> in = openInput(options.in, size);
-    const std::string inName = options.in == "-" ? "(standard input)" : shown(options.in);
+    const std::string inName = options.in == "-" ? "(standard input)" : options.in;
     OutputTarget out(options.out);
     Progress progress(inName, size, options.quiet);
     Decoder decoder(from, options.info);
@@ -224,9 +223,9 @@ int runConvert(const ConvertOptions &options)
                                 ? "no invalid sequences"
                                 : std::to_string(validity.invalid) + " invalid sequence(s), the first at byte " +
                                       std::to_string(validity.firstAt);
-        std::fprintf(stderr, "%s: %llu bytes -> %llu UTF-16 units -> %llu bytes; %s; %s\n", inName.c_str(), read, units,
-                     written, found.c_str(),
-                     lossy ? "some characters replaced (the target lacks them)" : "every character kept");
+        printErr("%s: %llu bytes -> %llu UTF-16 units -> %llu bytes; %s; %s\n", inName.c_str(), read, units,
+                 written, found.c_str(),
+                 lossy ? "some characters replaced (the target lacks them)" : "every character kept");
     }
     return 0;
 }

@@ -1,6 +1,6 @@
 #include "Command.h"
+#include "StdStreams.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace qvtool {
@@ -14,10 +14,10 @@ int runDu(const std::vector<std::string> &paths)
         try {
             String path = fileName(arg);
             if (!File::FileExists(path)) {
-                status = fail("du: '" + shown(arg) + "': " + systemText(ERROR_FILE_NOT_FOUND));
+                status = fail("du: '" + arg + "': " + systemText(ERROR_FILE_NOT_FOUND));
                 continue;
             }
-            std::printf("%llu\t%s\n", File::GetSizeRecursive(path), shown(arg).c_str());
+            printOut("%llu\t%s\n", File::GetSizeRecursive(path), arg.c_str());
         } catch (...) {
             status = fail("du: " + describeCurrentException());
         }

@@ -119,7 +119,7 @@ public:
         for (std::size_t i : open_)
             lines_[i].text += ", cut short";
         for (const Entry &line : lines_)
-            std::printf("%10llu  #%-5d %*s%s\n", line.offset, line.number, 2 * line.depth, "", line.text.c_str());
+            printOut("%10llu  #%-5d %*s%s\n", line.offset, line.number, 2 * line.depth, "", line.text.c_str());
         items_ += static_cast<int>(lines_.size());
         lines_.clear();
         open_.clear();
@@ -151,7 +151,7 @@ int runDump(const DumpOptions &options)
     std::string error;
     if (!options.filters.empty())
         parseFilters(options.filters, filters, error);  // checked while the command line was parsed
-    const std::string name = options.in == "-" ? "(standard input)" : shown(options.in);
+    const std::string name = options.in == "-" ? "(standard input)" : options.in;
     ComPtr<ObjectFactory> factory(new ObjectFactory);
     SampleClasses classes(*factory.get());
 
@@ -165,7 +165,7 @@ int runDump(const DumpOptions &options)
     graph.SetObserver(&listing);
     // Kept to the end: a later singleton back-reference resolves to a live instance only.
     std::vector<ComPtr<ISerializable>> read;
-    std::printf("    offset  item\n");
+    printOut("    offset  item\n");
     for (;;) {
         if (!aboutFile("cannot read", name, [&] { return look.More(); }))
             break;
@@ -178,7 +178,7 @@ int runDump(const DumpOptions &options)
         }
         listing.Print();
     }
-    std::printf("%d items in %llu bytes\n", listing.Items(), look.Offset());
+    printOut("%d items in %llu bytes\n", listing.Items(), look.Offset());
     return 0;
 }
 

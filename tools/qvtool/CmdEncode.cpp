@@ -20,7 +20,7 @@ const int pieceSize = 1 << 20;
 // The failures of a chain concern the file on the side where they happen.
 std::string inName(const ChainOptions &a)
 {
-    return a.in == "-" ? "(standard input)" : shown(a.in);
+    return a.in == "-" ? "(standard input)" : a.in;
 }
 
 int runEncode(const ChainOptions &a, const std::vector<Filter> &filters)

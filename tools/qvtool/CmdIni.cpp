@@ -1,7 +1,6 @@
 #include "Command.h"
 #include "StdStreams.h"
 
-#include <cstdio>
 #include <memory>
 #include <vector>
 
@@ -36,7 +35,7 @@ bool parseType(const std::string &name, Type &type)
 // "a,b" or "a,b,c,d" as integers; false unless every part is one.
 bool parseInts(const std::string &text, int *values, int count)
 {
-    std::list<String> parts = String::FromSystemMultibyte(text).Split(String(L","), /*keepEmpty=*/true);
+    std::list<String> parts = String::FromUtf8(text).Split(String(L","), /*keepEmpty=*/true);
     if (static_cast<int>(parts.size()) != count)
         return false;
     int i = 0;
@@ -61,13 +60,13 @@ void saveInPlace(IPrivateProfile &profile, const String &file)
 {
     String temp = file + String(L".qvtool-new");
     try {
-        aboutFile("cannot write", file.SystemMultibyte(), [&] { profile.Save(temp); });
+        aboutFile("cannot write", utf8(file), [&] { profile.Save(temp); });
     } catch (...) {
         File::DeleteFileA(temp);
         throw;
     }
     try {
-        replaceFile(temp, file, file.SystemMultibyte());
+        replaceFile(temp, file, utf8(file));
     } catch (...) {
         File::DeleteFileA(temp);
         throw;
@@ -104,16 +103,16 @@ int printValue(IPrivateProfile &profile, const String &section, const String &ke
         found = profile.GetValue(section, key, text);
     }
     if (!found)
-        return fail("ini: '" + profile.GetFileName().SystemMultibyte() + "' has no " + key.SystemMultibyte() +
-                    " in [" + section.SystemMultibyte() + "]");
-    std::printf("%s\n", text.SystemMultibyte().c_str());
+        return fail("ini: '" + utf8(profile.GetFileName()) + "' has no " + utf8(key) + " in [" + utf8(section) +
+                    "]");
+    writeOut(utf8(text) + "\n");
     return 0;
 }
 
 // False (with the message printed) when value does not read as the type.
 bool setValue(IPrivateProfile &profile, const String &section, const String &key, const std::string &value, Type type)
 {
-    String text = String::FromSystemMultibyte(value);
+    String text = String::FromUtf8(value);
     int numbers[4];
     switch (type) {
     case Type::Text:
@@ -159,13 +158,13 @@ void list(IPrivateProfile &profile, const std::vector<String> &sections)
 {
     for (const String &section : sections) {
         if (sections.size() > 1)
-            std::printf("[%s]\n", section.SystemMultibyte().c_str());
+            writeOut("[" + utf8(section) + "]\n");
         std::vector<String> keys;
         profile.GetKeyNames(section, keys);
         for (const String &key : keys) {
             String value;
             profile.GetValue(section, key, value);
-            std::printf("%s=%s\n", key.SystemMultibyte().c_str(), value.SystemMultibyte().c_str());
+            writeOut(utf8(key) + "=" + utf8(value) + "\n");
         }
     }
 }
@@ -181,10 +180,10 @@ int runIni(const IniOptions &options)
     parseType(options.type, type);
     const std::string &signature = options.signature;
     const std::string &action = options.action;
-    const std::string file = shown(options.file);
+    const std::string file = options.file;
     const std::size_t operands = options.words.size();
     if (action != "get" && action != "set" && action != "list" && action != "delete")
-        return usageError("ini", "unknown action '" + shown(action) + "' (get, set, list or delete)");
+        return usageError("ini", "unknown action '" + action + "' (get, set, list or delete)");
     if ((action == "get" && operands != 2) || (action == "set" && operands != 3) ||
         (action == "list" && operands > 1) || (action == "delete" && (operands < 1 || operands > 2)))
         return usageError("ini", "wrong number of words for '" + action + "'");
@@ -198,8 +197,8 @@ int runIni(const IniOptions &options)
     if (exists || action != "set") {
         aboutFile("cannot read", file, [&] { profile->Load(path); });
         if (tooManySections(path.SystemMultibyte())) {
-            std::fprintf(stderr, "qvtool: ini: warning: '%s' has more section names than the system hands out "
-                                 "(32,767 bytes): no section was read\n", file.c_str());
+            printErr("qvtool: ini: warning: '%s' has more section names than the system hands out "
+                     "(32,767 bytes): no section was read\n", file.c_str());
             if (action == "set" || action == "delete")
                 return fail("ini: '" + file + "' left unchanged: writing it back would lose its sections");
         }
@@ -214,7 +213,7 @@ int runIni(const IniOptions &options)
         else if (profile->GetKeyNames(section, sections))
             sections.assign(1, section);
         else
-            return fail("ini: '" + file + "' has no section [" + shown(words[2]) + "]");
+            return fail("ini: '" + file + "' has no section [" + words[2] + "]");
         list(*profile, sections);
         return 0;
     }

@@ -1,9 +1,9 @@
 #include "Command.h"
+#include "StdStreams.h"
 
 #include "qvcore/core/ScopedHandle.h"
 #include "qvcore/runtime/LogFile.h"
 
-#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <iostream>
@@ -96,7 +96,7 @@ int runLog(const LogOptions &options)
     log->SetSourceModule(tagModule ? tagModule->address() : reinterpret_cast<const void *>(&runLog));
     log->SetIndent(indent);
     if (log->Open(file.c_str()) != S_OK)
-        return fail("log: cannot create '" + shown(options.file) + "'");
+        return fail("log: cannot create '" + options.file + "'");
 
     std::size_t lines = 0;
     if (fromStdin) {
@@ -104,7 +104,7 @@ int runLog(const LogOptions &options)
         while (std::getline(std::cin, line)) {
             if (!line.empty() && line.back() == '\r')
                 line.pop_back();
-            log->LogLine(String::FromSystemMultibyte(line).c_str());
+            log->LogLine(textFromInput(line).c_str());
             ++lines;
         }
     } else {
@@ -113,13 +113,13 @@ int runLog(const LogOptions &options)
             joined += (joined.empty() ? "" : " ") + word;
         String text = String::FromUtf8(joined);
         if (log->LogText(text) != S_OK)
-            return fail("log: cannot write to '" + shown(options.file) + "'");
+            return fail("log: cannot write to '" + options.file + "'");
         lines = text.Split(String(u"\r\n")).size();
     }
     BSTR name = nullptr;
     if (log->GetFileName(&name) == S_OK) {
-        std::printf("%s: %zu line(s) logged\n",
-                    String(reinterpret_cast<const unsigned short *>(name)).SystemMultibyte().c_str(), lines);
+        printOut("%s: %zu line(s) logged\n",
+                 utf8(String(reinterpret_cast<const unsigned short *>(name))).c_str(), lines);
         SysFreeString(name);
     }
     return 0;

@@ -1,15 +1,11 @@
 #include "Command.h"
+#include "StdStreams.h"
 
 #include <cstdio>
 #include <memory>
 
 namespace qvtool {
 namespace {
-
-std::string narrow(const String &text)
-{
-    return text.SystemMultibyte();
-}
 
 // "DRHSAC" with "-" for each attribute that is not set.
 std::string attributeText(const FileData &entry)
@@ -41,8 +37,8 @@ void printEntry(const FileData &entry, const String &shownName, Totals &totals)
         ++totals.files;
         totals.bytes += entry.GetFileSize();
     }
-    std::printf("%s %14s  %-28s %s\n", attributeText(entry).c_str(), size,
-                narrow(entry.GetLastWriteTime().ToString()).c_str(), narrow(shownName).c_str());
+    printOut("%s %14s  %-28s %s\n", attributeText(entry).c_str(), size,
+             utf8(entry.GetLastWriteTime().ToString()).c_str(), utf8(shownName).c_str());
 }
 
 // The entries matching pattern in dir, then (recursive) the same in every sub-directory,
@@ -77,14 +73,14 @@ int runLs(const LsOptions &options)
         dir = File::GetDirname(given);
         pattern = File::GetBasename(given, String());
         if (!File::IsDirectory(dir))
-            return fail("ls: '" + narrow(dir) + "': " + systemText(ERROR_PATH_NOT_FOUND));
+            return fail("ls: '" + utf8(dir) + "': " + systemText(ERROR_PATH_NOT_FOUND));
     }
 
     Totals totals;
     listTree(dir, pattern, options.recursive, options.recursive, totals);
     if (!namedDirectory && totals.files + totals.directories == 0)
-        return fail("ls: nothing matches '" + shown(target) + "'");
-    std::printf("%u file(s), %llu bytes; %u dir(s)\n", totals.files, totals.bytes, totals.directories);
+        return fail("ls: nothing matches '" + target + "'");
+    printOut("%u file(s), %llu bytes; %u dir(s)\n", totals.files, totals.bytes, totals.directories);
     return 0;
 }
 

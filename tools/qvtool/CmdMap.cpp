@@ -1,4 +1,5 @@
 #include "Command.h"
+#include "StdStreams.h"
 
 #include "qvcore/files/MemoryMappedFile.h"
 
@@ -40,18 +41,21 @@ std::string checkCount(const std::string &text)
 void printLine(unsigned long long offset, const unsigned char *bytes, int count)
 {
     char text[17] = {};
-    std::printf("%08llx ", offset);
+    char number[24];
+    std::snprintf(number, sizeof number, "%08llx ", offset);
+    std::string line = number;
     for (int i = 0; i < 16; ++i) {
         if (i == 8)
-            std::fputc(' ', stdout);
-        if (i < count)
-            std::printf(" %02x", bytes[i]);
-        else
-            std::fputs("   ", stdout);
-        if (i < count)
+            line += ' ';
+        if (i < count) {
+            std::snprintf(number, sizeof number, " %02x", bytes[i]);
+            line += number;
             text[i] = bytes[i] >= 0x20 && bytes[i] < 0x7F ? static_cast<char>(bytes[i]) : '.';
+        } else {
+            line += "   ";
+        }
     }
-    std::printf("  |%s|\n", text);
+    writeOut(line + "  |" + text + "|\n");
 }
 
 // The range is mapped one view at a time, so a file of any size is looked into without being
@@ -61,7 +65,7 @@ int runMap(const MapOptions &options)
     unsigned long long offset = 0, length = 0;
     parseCount(options.offset, offset);
     parseCount(options.length, length);
-    const std::string name = shown(options.file);
+    const std::string name = options.file;
     String path = fileName(options.file);
     MemoryMappedFile file(path);
     if (!file.isOpen()) {

@@ -4,9 +4,6 @@
 #include "qvcore/streams/MD5Sum.h"
 
 #include <cctype>
-#include <cstdio>
-#include <fcntl.h>
-#include <io.h>
 #include <memory>
 #include <vector>
 
@@ -23,7 +20,6 @@ struct Md5Options {
 int runMd5(const Md5Options &options)
 {
     std::vector<std::string> names(options.files);
-    _setmode(_fileno(stdout), _O_BINARY);  // line feeds only, as md5sum writes them
     if (names.empty())
         names.push_back("-");
     const int pieceSize = 64 << 10;  // stays in the cache between the read and the digest
@@ -33,16 +29,16 @@ int runMd5(const Md5Options &options)
         try {
             unsigned long long size;
             std::unique_ptr<InputStream> in = openInput(name, size);
-            Progress progress(shown(name), size, options.quiet);
+            Progress progress(name, size, options.quiet);
             MD5SumStream md5;
-            while (int got = aboutFile("cannot read", shown(name), [&] { return readPiece(*in, piece.data(), pieceSize); })) {
+            while (int got = aboutFile("cannot read", name, [&] { return readPiece(*in, piece.data(), pieceSize); })) {
                 md5.Write(piece.data(), got);
                 progress.Add(static_cast<unsigned long long>(got));
             }
             std::string hex = md5.GetMD5Sum().HexString();
             for (char &c : hex)
                 c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-            std::printf("%s  %s\n", hex.c_str(), shown(name).c_str());
+            writeOutLines(hex + "  " + name + "\n");  // line feeds only, as md5sum writes them
         } catch (...) {
             status = fail("md5: " + describeCurrentException());
         }

@@ -1,6 +1,5 @@
 #include "Command.h"
-
-#include <cstdio>
+#include "StdStreams.h"
 
 namespace qvtool {
 namespace {
@@ -8,12 +7,7 @@ namespace {
 // Every module loaded in qvtool's process, as the library lists it.
 int runModules()
 {
-    std::string listing = ModuleBase::GetProcessInformation().SystemMultibyte();
-    // Standard output adds the carriage returns itself.
-    std::string::size_type at = 0;
-    while ((at = listing.find("\r\n", at)) != std::string::npos)
-        listing.erase(at, 1);
-    std::fputs(listing.c_str(), stdout);
+    writeOut(utf8(ModuleBase::GetProcessInformation()));
     return 0;
 }
 

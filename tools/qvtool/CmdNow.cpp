@@ -1,6 +1,5 @@
 #include "Command.h"
-
-#include <cstdio>
+#include "StdStreams.h"
 
 namespace qvtool {
 namespace {
@@ -8,11 +7,11 @@ namespace {
 // The current time and the local time zone as the library sees them.
 int runNow()
 {
-    std::printf("time (UTC):       %s\n", DateTime::Now().ToString().SystemMultibyte().c_str());
-    std::printf("local time zone:  %s\n", DateTime::GetLocalTimeZoneName().SystemMultibyte().c_str());
-    std::printf("UTC bias:         %s (UTC = local time + bias)\n",
-                DateTime::GetLocalUTCBias().ToString().SystemMultibyte().c_str());
-    std::printf("daylight saving:  %s\n", DateTime::GetLocalDayLightSaving() ? "in force" : "not in force");
+    printOut("time (UTC):       %s\n", utf8(DateTime::Now().ToString()).c_str());
+    printOut("local time zone:  %s\n", utf8(DateTime::GetLocalTimeZoneName()).c_str());
+    printOut("UTC bias:         %s (UTC = local time + bias)\n",
+             utf8(DateTime::GetLocalUTCBias().ToString()).c_str());
+    printOut("daylight saving:  %s\n", DateTime::GetLocalDayLightSaving() ? "in force" : "not in force");
     return 0;
 }
 

@@ -1,4 +1,5 @@
 #include "Command.h"
+#include "StdStreams.h"
 
 #include "qvcore/core/ScopedHandle.h"
 
@@ -105,7 +106,7 @@ private:
     int server(bool registering);
     int failed(const std::string &what, long code)
     {
-        return fail("reg: cannot " + what + " '" + shown(keyPath_) + "': " + systemText(code));
+        return fail("reg: cannot " + what + " '" + keyPath_ + "': " + systemText(code));
     }
 
     const RegOptions &options_;
@@ -119,14 +120,14 @@ int RegCommand::get(const RegistryKey &key, const String &name)
     std::string narrow = name.SystemMultibyte();
     long result = RegQueryValueExA(key.GetHandle(), narrow.c_str(), nullptr, &stored, nullptr, nullptr);
     if (result != ERROR_SUCCESS)
-        return fail("reg: cannot read '" + shown(options_.words[1]) + "' in '" + shown(keyPath_) +
+        return fail("reg: cannot read '" + options_.words[1] + "' in '" + keyPath_ +
                     "': " + systemText(result));
     Type type = stored == REG_DWORD ? Type::Int : stored == REG_BINARY ? Type::Binary : Type::String;
     for (const auto &t : kTypes)
         if (options_.type == t.name)
             type = t.type;
     if (storedAs(type) != stored)
-        return fail("reg: '" + shown(options_.words[1]) + "' in '" + shown(keyPath_) + "' is " +
+        return fail("reg: '" + options_.words[1] + "' in '" + keyPath_ + "' is " +
                     registryTypeName(stored) + ", not " + registryTypeName(storedAs(type)));
 
     std::string text;
@@ -134,7 +135,7 @@ int RegCommand::get(const RegistryKey &key, const String &name)
     case Type::String: {
         String value;
         result = key.GetString(name, value);
-        text = value.SystemMultibyte();
+        text = utf8(value);
         break;
     }
     case Type::Int: {
@@ -158,7 +159,7 @@ int RegCommand::get(const RegistryKey &key, const String &name)
     case Type::Float: {
         double value = 0;
         result = key.GetFloat(name, value);
-        text = String::FromFormat(reinterpret_cast<const unsigned short *>(L"%.17g"), value).SystemMultibyte();
+        text = utf8(String::FromFormat(reinterpret_cast<const unsigned short *>(L"%.17g"), value));
         break;
     }
     case Type::Binary: {
@@ -169,9 +170,9 @@ int RegCommand::get(const RegistryKey &key, const String &name)
     }
     }
     if (result != ERROR_SUCCESS)
-        return fail("reg: cannot read '" + shown(options_.words[1]) + "' in '" + shown(keyPath_) +
+        return fail("reg: cannot read '" + options_.words[1] + "' in '" + keyPath_ +
                     "': " + systemText(result));
-    std::printf("%s\n", text.c_str());
+    printOut("%s\n", text.c_str());
     return 0;
 }
 
@@ -191,13 +192,13 @@ int RegCommand::set(const RegistryKey &key, const String &name, const std::strin
         else if (text.ParseNum(negative) && negative < 0 && negative >= -0x80000000ll)
             result = key.SetInteger(name, static_cast<unsigned long>(negative));
         else
-            return fail("reg: '" + shown(value) + "' is not a 32-bit integer");
+            return fail("reg: '" + value + "' is not a 32-bit integer");
         break;
     }
     case Type::Int64: {
         __int64 number = 0;
         if (!text.ParseNum(number))
-            return fail("reg: '" + shown(value) + "' is not a 64-bit integer");
+            return fail("reg: '" + value + "' is not a 64-bit integer");
         result = key.SetInt64(name, number);
         break;
     }
@@ -205,26 +206,26 @@ int RegCommand::set(const RegistryKey &key, const String &name, const std::strin
         String word = text.LowerCase();
         bool truth = word == String(L"1") || word == String(L"true") || word == String(L"yes");
         if (!truth && word != String(L"0") && word != String(L"false") && word != String(L"no"))
-            return fail("reg: '" + shown(value) + "' is not a boolean (1/0, true/false, yes/no)");
+            return fail("reg: '" + value + "' is not a boolean (1/0, true/false, yes/no)");
         result = key.SetBoolean(name, truth);
         break;
     }
     case Type::Float: {
         double number = 0;
         if (!text.ParseNum(number))
-            return fail("reg: '" + shown(value) + "' is not a number");
+            return fail("reg: '" + value + "' is not a number");
         result = key.SetFloat(name, number);
         break;
     }
     case Type::Binary: {
         std::string bytes;
         if (!unhex(value, bytes))
-            return fail("reg: '" + shown(value) + "' is not hexadecimal bytes (e.g. 00FF10)");
+            return fail("reg: '" + value + "' is not hexadecimal bytes (e.g. 00FF10)");
         result = key.SetBinary(name, bytes);
         break;
     }
     }
-    return result == ERROR_SUCCESS ? 0 : failed("write '" + shown(options_.words[1]) + "' in", result);
+    return result == ERROR_SUCCESS ? 0 : failed("write '" + options_.words[1] + "' in", result);
 }
 
 int RegCommand::list(const RegistryKey &key)
@@ -234,24 +235,24 @@ int RegCommand::list(const RegistryKey &key)
     if (result != ERROR_SUCCESS)
         return failed("list", result);
     for (const String &name : names)
-        std::printf("%s\\\n", name.SystemMultibyte().c_str());
+        writeOut(utf8(name) + "\\\n");
 
-    auto shownName = [](const String &name) { return name.empty() ? std::string("(default)") : name.SystemMultibyte(); };
+    auto shownName = [](const String &name) { return name.empty() ? std::string("(default)") : utf8(name); };
     std::vector<String> texts;
     std::vector<unsigned long> numbers;
     std::vector<std::string> blobs;
     if ((result = key.GetAllStrings(names, texts)) != ERROR_SUCCESS)
         return failed("list", result);
     for (std::size_t i = 0; i < names.size(); ++i)
-        std::printf("%s\tREG_SZ\t%s\n", shownName(names[i]).c_str(), texts[i].SystemMultibyte().c_str());
+        printOut("%s\tREG_SZ\t%s\n", shownName(names[i]).c_str(), utf8(texts[i]).c_str());
     if ((result = key.GetAllIntegers(names, numbers)) != ERROR_SUCCESS)
         return failed("list", result);
     for (std::size_t i = 0; i < names.size(); ++i)
-        std::printf("%s\tREG_DWORD\t%lu\n", shownName(names[i]).c_str(), numbers[i]);
+        printOut("%s\tREG_DWORD\t%lu\n", shownName(names[i]).c_str(), numbers[i]);
     if ((result = key.GetAllBinaries(names, blobs)) != ERROR_SUCCESS)
         return failed("list", result);
     for (std::size_t i = 0; i < names.size(); ++i)
-        std::printf("%s\tREG_BINARY\t%s\n", shownName(names[i]).c_str(), hex(blobs[i]).c_str());
+        printOut("%s\tREG_BINARY\t%s\n", shownName(names[i]).c_str(), hex(blobs[i]).c_str());
     return 0;
 }
 
@@ -278,16 +279,16 @@ int RegCommand::server(bool registering)
     // Its own folder first for the DLLs it needs, as COM loads in-process servers.
     ScopedLibrary library(LoadLibraryExA(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
     if (!library)
-        return fail("reg: cannot load '" + shown(dll) + "': " + systemText(GetLastError()));
+        return fail("reg: cannot load '" + dll + "': " + systemText(GetLastError()));
     auto function = reinterpret_cast<HRESULT(STDAPICALLTYPE *)()>(
         reinterpret_cast<void *>(GetProcAddress(library.get(), entry)));
     if (!function)
-        return fail("reg: '" + shown(dll) + "' has no " + entry);
+        return fail("reg: '" + dll + "' has no " + entry);
     HRESULT result = function();
     if (FAILED(result)) {
         char code[16];
         std::snprintf(code, sizeof code, "0x%08lX", static_cast<unsigned long>(result));
-        return fail("reg: " + std::string(entry) + " of '" + shown(dll) + "' failed with " + code + ": " +
+        return fail("reg: " + std::string(entry) + " of '" + dll + "' failed with " + code + ": " +
                     systemText(static_cast<unsigned long>(result)));
     }
     return 0;
@@ -303,7 +304,7 @@ int RegCommand::run()
         return server(action == "register");
     }
     if (action != "get" && action != "set" && action != "list" && action != "delete")
-        return usageError("reg", "unknown action '" + shown(action) +
+        return usageError("reg", "unknown action '" + action +
                                      "' (get, set, list, delete, register or unregister)");
     if ((action == "get" && operands != 2) || (action == "set" && operands != 3) ||
         (action == "list" && operands != 1) || (action == "delete" && (operands < 1 || operands > 2)))
@@ -315,7 +316,7 @@ int RegCommand::run()
     HKEY root = nullptr;
     String path;
     if (!splitKeyPath(keyPath_, root, path))
-        return usageError("reg", "'" + shown(keyPath_) + "' does not begin with HKCU\\ or HKLM\\");
+        return usageError("reg", "'" + keyPath_ + "' does not begin with HKCU\\ or HKLM\\");
     RegistryKey rootKey(root);
     if (action == "delete" && operands == 1)
         return remove(root, path);
@@ -345,7 +346,7 @@ int RegCommand::run()
         return set(key, name, options_.words[2], type);
     }
     long result = key.DeleteValue(name);
-    return result == ERROR_SUCCESS ? 0 : failed("delete '" + shown(options_.words[1]) + "' in", result);
+    return result == ERROR_SUCCESS ? 0 : failed("delete '" + options_.words[1] + "' in", result);
 }
 
 Runner defineReg(CLI::App &command)

@@ -1,8 +1,8 @@
 #include "Command.h"
+#include "StdStreams.h"
 
 #include "qvcore/runtime/SysInfo.h"
 
-#include <cstdio>
 #include <map>
 #include <memory>
 
@@ -38,28 +38,28 @@ int runSysinfo(const SysinfoOptions &options)
     SysInfo::GetSystemInfo(info, processor);
     unsigned long directX = SysInfo::GetDirectXVersion();
 
-    std::printf("system:     %s (family %d%s)\n", SysInfo::GetOSName().SystemMultibyte().c_str(), system,
-                (system & SysInfo::Windows9x) ? ", 9x" : "");
-    std::printf("            %s\n", familyName(system));
-    std::printf("processor:  %s, %lu processor(s), page size %lu\n", processor.SystemMultibyte().c_str(),
-                static_cast<unsigned long>(info.dwNumberOfProcessors), static_cast<unsigned long>(info.dwPageSize));
+    printOut("system:     %s (family %d%s)\n", utf8(SysInfo::GetOSName()).c_str(), system,
+             (system & SysInfo::Windows9x) ? ", 9x" : "");
+    printOut("            %s\n", familyName(system));
+    printOut("processor:  %s, %lu processor(s), page size %lu\n", utf8(processor).c_str(),
+             static_cast<unsigned long>(info.dwNumberOfProcessors), static_cast<unsigned long>(info.dwPageSize));
     if (directX) {
         char letter = (directX & 0xFF) ? static_cast<char>('a' - 1 + (directX & 0xFF)) : ' ';
-        std::printf("DirectX:    %lu.%lu%c (0x%08lx)\n", directX >> 16, (directX >> 8) & 0xFF, letter, directX);
+        printOut("DirectX:    %lu.%lu%c (0x%08lx)\n", directX >> 16, (directX >> 8) & 0xFF, letter, directX);
     } else {
-        std::printf("DirectX:    not detected\n");
+        printOut("DirectX:    not detected\n");
     }
     for (const std::string &name : variables) {
         String value = SysInfo::GetEnvironmentVariableA(String::FromUtf8(name));
-        std::printf("%%%s%%: %s\n", shown(name).c_str(), value.empty() ? "(unset or empty)" : value.SystemMultibyte().c_str());
+        printOut("%%%s%%: %s\n", name.c_str(), value.empty() ? "(unset or empty)" : utf8(value).c_str());
     }
 
     std::map<unsigned int, String> pages;
     SysInfo::EnumInstalledCodepages(pages);
-    std::printf("code pages: %zu installed\n", pages.size());
+    printOut("code pages: %zu installed\n", pages.size());
     if (codepages) {
         for (const auto &page : pages)
-            std::printf("  %5u  %s\n", page.first, page.second.SystemMultibyte().c_str());
+            printOut("  %5u  %s\n", page.first, utf8(page.second).c_str());
     }
     return 0;
 }

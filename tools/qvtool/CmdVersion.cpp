@@ -1,6 +1,6 @@
 #include "Command.h"
+#include "StdStreams.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace qvtool {
@@ -11,12 +11,12 @@ int runVersion(const std::string &file)
 {
     String name = fileName(file);
     if (!File::FileExists(name))
-        return fail("version: cannot open '" + shown(file) + "': " + systemText(ERROR_FILE_NOT_FOUND));
+        return fail("version: cannot open '" + file + "': " + systemText(ERROR_FILE_NOT_FOUND));
     ModuleVersion version = ModuleBase::GetModuleVersion(name);
     if (!version.fileHigh && !version.fileLow && !version.productHigh && !version.productLow)
-        return fail("version: '" + shown(file) + "' has no version information");
-    std::printf("file version:    %s\n", versionText(version.fileHigh, version.fileLow).c_str());
-    std::printf("product version: %s\n", versionText(version.productHigh, version.productLow).c_str());
+        return fail("version: '" + file + "' has no version information");
+    printOut("file version:    %s\n", versionText(version.fileHigh, version.fileLow).c_str());
+    printOut("product version: %s\n", versionText(version.productHigh, version.productLow).c_str());
     return 0;
 }
 

@@ -1,7 +1,6 @@
 #include "Command.h"
 #include "StdStreams.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace qvtool {
@@ -33,7 +32,7 @@ std::string readAll(const std::string &name)
     std::unique_ptr<InputStream> input = openInput(name, size);
     std::string bytes;
     char buffer[65536];
-    aboutFile("cannot read", shown(name), [&] {
+    aboutFile("cannot read", name, [&] {
         for (int got; (got = readPiece(*input, buffer, sizeof buffer)) > 0;)
             bytes.append(buffer, got);
     });
@@ -43,7 +42,7 @@ std::string readAll(const std::string &name)
 // Line breaks of a text would split an element's line: they become blanks.
 std::string oneLine(const String &text)
 {
-    std::string line = text.SystemMultibyte();
+    std::string line = utf8(text);
     for (char &c : line) {
         if (c == '\r' || c == '\n')
             c = ' ';
@@ -54,15 +53,15 @@ std::string oneLine(const String &text)
 // "tag name="value" ...", then ": text" with --text. Attributes the element lacks are left out.
 void printElement(const XMLElement &element, const XmlOptions &options)
 {
-    std::string line = element.GetName().SystemMultibyte();
+    std::string line = utf8(element.GetName());
     for (const std::string &name : options.attributes) {
         String value;
         if (element.GetAttribute(reinterpret_cast<const wchar_t *>(String::FromUtf8(name).c_str()), value, false))
-            line += " " + shown(name) + "=\"" + oneLine(value) + "\"";
+            line += " " + name + "=\"" + oneLine(value) + "\"";
     }
     if (options.text)
         line += ": " + oneLine(element.GetText());
-    std::printf("%s\n", line.c_str());
+    printOut("%s\n", line.c_str());
 }
 
 int runXml(const XmlOptions &options)
@@ -74,7 +73,7 @@ int runXml(const XmlOptions &options)
     if (FAILED(apartment.hr))
         return fail("xml: COM cannot be initialised: " + systemText(static_cast<unsigned long>(apartment.hr)));
 
-    std::string shownFile = options.file == "-" ? "(standard input)" : shown(options.file);
+    std::string shownFile = options.file == "-" ? "(standard input)" : options.file;
     try {
         XMLParser parser;
         if (options.file == "-")
@@ -83,7 +82,7 @@ int runXml(const XmlOptions &options)
             parser.ParseFile(reinterpret_cast<const wchar_t *>(fileName(options.file).c_str()));
         if (!options.schema.empty()) {
             parser.ValidateSchema(readAll(options.schema).c_str());
-            std::printf("%s: valid\n", shownFile.c_str());
+            printOut("%s: valid\n", shownFile.c_str());
             return 0;
         }
         if (options.select.empty()) {
@@ -96,9 +95,9 @@ int runXml(const XmlOptions &options)
         return 0;
     } catch (const XMLException &e) {
         // The parser's texts run over several lines: all of them, below the file's name.
-        std::fprintf(stderr, "qvtool: xml: '%s':\n%s", shownFile.c_str(), e.message.SystemMultibyte().c_str());
+        printErr("qvtool: xml: '%s':\n%s", shownFile.c_str(), utf8(e.message).c_str());
         if (!e.message.empty() && e.message.back() != '\n')
-            std::fprintf(stderr, "\n");
+            writeErr("\n");
         return 1;
     }
 }

@@ -1,7 +1,8 @@
 #include "Command.h"
 
+#include "StdStreams.h"
+
 #include <algorithm>
-#include <cstdio>
 
 namespace qvtool {
 
@@ -16,7 +17,7 @@ std::vector<Command> &registry()
 // Library texts end in a line break where they come from the system.
 std::string oneLine(const String &text)
 {
-    std::string line = text.SystemMultibyte();
+    std::string line = utf8(text);
     while (!line.empty() && (line.back() == '\r' || line.back() == '\n' || line.back() == ' '))
         line.pop_back();
     return line;
@@ -39,16 +40,13 @@ CommandRegistration::CommandRegistration(const Command &command)
 
 int fail(const std::string &message)
 {
-    std::fflush(stdout);
-    std::fprintf(stderr, "qvtool: %s\n", message.c_str());
+    writeErr("qvtool: " + message + "\n");
     return 1;
 }
 
 int usageError(const std::string &command, const std::string &message)
 {
-    std::fflush(stdout);
-    std::fprintf(stderr, "qvtool: %s: %s\nRun 'qvtool %s --help' for usage.\n", command.c_str(), message.c_str(),
-                 command.c_str());
+    printErr("qvtool: %s: %s\nRun 'qvtool %s --help' for usage.\n", command.c_str(), message.c_str(), command.c_str());
     return 2;
 }
 
@@ -82,9 +80,31 @@ std::string systemText(unsigned long code)
     return oneLine(String::FromError(code));
 }
 
-std::string shown(const std::string &utf8)
+std::string utf8(const String &text)
 {
-    return String::FromUtf8(utf8).SystemMultibyte();
+    // String::Utf8 writes each surrogate by itself (its stored data depends on that); text
+    // for people needs the four-byte form, which the system's encoder gives.
+    return encoded(text, CP_UTF8);
+}
+
+std::string encoded(const String &text, unsigned codePage)
+{
+    if (text.empty())
+        return std::string();
+    const wchar_t *units = reinterpret_cast<const wchar_t *>(text.data());
+    int count = static_cast<int>(text.size());
+    // UTF-8 and a few other pages refuse the flag: they have no best fit to leave out.
+    DWORD flags = WC_NO_BEST_FIT_CHARS;
+    int bytes = WideCharToMultiByte(codePage, flags, units, count, nullptr, 0, nullptr, nullptr);
+    if (bytes <= 0 && GetLastError() == ERROR_INVALID_FLAGS) {
+        flags = 0;
+        bytes = WideCharToMultiByte(codePage, flags, units, count, nullptr, 0, nullptr, nullptr);
+    }
+    if (bytes <= 0)
+        return std::string();
+    std::string result(static_cast<std::size_t>(bytes), '\0');
+    WideCharToMultiByte(codePage, flags, units, count, &result[0], bytes, nullptr, nullptr);
+    return result;
 }
 
 String fileName(const std::string &utf8)
@@ -96,7 +116,7 @@ String fileName(const std::string &utf8)
     int bytes = WideCharToMultiByte(CP_ACP, utf8System ? 0 : WC_NO_BEST_FIT_CHARS, wide.data(),
                                     static_cast<int>(wide.size()), nullptr, 0, nullptr, utf8System ? nullptr : &lossy);
     if ((bytes == 0 && !wide.empty()) || lossy)
-        throw Failure("'" + shown(utf8) + "': the name holds characters that the ANSI code page (" +
+        throw Failure("'" + utf8 + "': the name holds characters that the ANSI code page (" +
                       std::to_string(GetACP()) + ") of the file functions cannot represent");
     return name;
 }

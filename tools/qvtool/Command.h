@@ -9,7 +9,8 @@
 // Conventions every command keeps: exit code 0 on success, 1 for a failure at run time (one
 // line on the error stream, naming the file concerned, with the system's text), 2 for a usage
 // error (the parser's message and a hint). Names and text from the command line arrive as
-// UTF-8 (qvtool reads its command line as wide text).
+// UTF-8 (qvtool reads its command line as wide text); every text for people is UTF-8 inside
+// qvtool and leaves it through the text functions of StdStreams.h.
 
 #include "qvcore/QvCore.h"
 
@@ -72,12 +73,19 @@ auto aboutFile(const char *what, const std::string &name, Action action) -> decl
 /// The system's text for an error code, one line.
 std::string systemText(unsigned long code);
 
-/// Command-line text (UTF-8) for messages and output, in the ANSI code page the console uses.
-std::string shown(const std::string &utf8);
+/// The library's text as UTF-8, every character exact (a pair of surrogates is one character);
+/// commands build their messages and output from it and from the command line's UTF-8.
+std::string utf8(const String &text);
+
+/// text in codePage. A character the page lacks becomes its default character ("?"), never a
+/// look-alike: a best-fit "L" for "\u0141" would name another file to a reader that opens
+/// the names it is given. Empty when the system knows no such page.
+std::string encoded(const String &text, unsigned codePage);
 
 /// A file name from the command line for the library. The file functions take names in the
 /// ANSI code page: a name it cannot hold exactly throws Failure saying so, rather than reaching
-/// another file through a look-alike or a "?".
+/// another file through a look-alike or a "?". qvtool's manifest makes that page UTF-8, which
+/// holds every name, wherever the system honours it (Windows 10 1903 and later, Wine 8).
 String fileName(const std::string &utf8);
 
 /// The sample text built into qvtool as a resource.

@@ -2,7 +2,8 @@
 #define QVTOOL_STDSTREAMS_H
 
 // Byte streams over qvtool's files and its standard input and output, and a progress display,
-// shared by the commands that move data through the library's stream chains.
+// shared by the commands that move data through the library's stream chains; and the one path
+// by which every command's text for people reaches standard output and the error stream.
 
 #include "qvcore/streams/FileStream.h"
 
@@ -67,6 +68,41 @@ void replaceFile(const String &temporary, const String &target, const std::strin
 
 /// Up to count bytes from stream (ReadSome); 0 at the end of its data.
 int readPiece(InputStream &stream, char *buffer, int count);
+
+/// How text reaches standard output and the error stream when they are pipes or files. A console
+/// always receives it as UTF-16 through WriteConsoleW, whatever its code page.
+enum class TextEncoding {
+    /// The default: what current command-line tools write and read, and it holds every character.
+    Utf8,
+    /// The system's ANSI code page (--ansi), for consumers that read nothing else; characters it
+    /// lacks become its default character ("?").
+    Ansi,
+};
+
+/// Chosen once, before a command runs; Utf8 until then.
+void setTextEncoding(TextEncoding encoding);
+
+/// Text (UTF-8) for standard output or the error stream, delivered in the form each reader takes
+/// (see TextEncoding). Every line feed not already preceded by a carriage return goes out as
+/// CR LF, the line end of Windows text files and of this tool's output from its first version.
+/// Standard output is buffered (flushText); the error stream is written at once, after whatever
+/// standard output holds, so that both keep their order on a shared console. A failed write is
+/// remembered and reported by flushText; nothing is written to that stream after it.
+void writeOut(const std::string &utf8);
+void writeErr(const std::string &utf8);
+/// writeOut/writeErr of a printf format (the C runtime's, "%s" narrow: UTF-8 arguments).
+void printOut(const char *format, ...) __attribute__((format(__MINGW_PRINTF_FORMAT, 1, 2)));
+void printErr(const char *format, ...) __attribute__((format(__MINGW_PRINTF_FORMAT, 1, 2)));
+/// writeOut of lines that keep bare line feeds (md5sum's format): on a pipe or in a file they
+/// are the bytes md5sum writes, with names in the chosen encoding.
+void writeOutLines(const std::string &utf8);
+
+/// Writes what standard output holds. False, with the system's error code (0 when it gave none),
+/// when this or any earlier write to standard output failed.
+bool flushText(unsigned long &error);
+
+/// Text read from standard input (a pipe or a file) in the same encoding as qvtool writes there.
+String textFromInput(const std::string &bytes);
 
 /// "name: 42% 108 of 256 MiB, 95 MiB/s, 2 s left" on the error stream, only when it is a
 /// console, the input is large and quiet is false; the line is cleared at the end.

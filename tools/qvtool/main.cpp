@@ -1,10 +1,10 @@
 // qvtool: the library's facilities on the command line.
 
 #include "Command.h"
+#include "StdStreams.h"
 
 #include <shellapi.h>
 
-#include <cstdio>
 #include <map>
 #include <memory>
 
@@ -29,7 +29,7 @@ std::vector<std::string> utf8Arguments()
     std::vector<std::string> arguments;
     LPWSTR *wide = CommandLineToArgvW(GetCommandLineW(), &count);
     for (int i = 1; wide && i < count; ++i)
-        arguments.push_back(String(wide[i]).Utf8());
+        arguments.push_back(utf8(String(wide[i])));
     LocalFree(wide);
     return arguments;
 }
@@ -38,13 +38,13 @@ const char kFooter[] =
     "FILE arguments: '-' is standard input or output. Exit codes: 0 success, 1 failure at run "
     "time, 2 usage error.\nRun 'qvtool help COMMAND' or 'qvtool COMMAND --help' for a command's options.";
 
-// Standard output is written through the C runtime's buffer: a write to a full device or a
-// closed pipe shows only when it is flushed.
+// Standard output is buffered: a write to a full device or a closed pipe may show only when
+// the rest is flushed.
 int checkedStandardOutput(const std::string &command, int status)
 {
-    if (std::fflush(stdout) == 0 && !std::ferror(stdout))
+    unsigned long code = 0;
+    if (flushText(code))
         return status;
-    DWORD code = GetLastError();
     return fail(command + ": cannot write standard output: " +
                 (code ? systemText(code) : std::string("write failed")));
 }
@@ -63,6 +63,12 @@ int runCommandLine()
     app.require_subcommand(0, 1);
     // "/tmp/x" is a path (Wine takes Unix paths), never an option.
     app.allow_windows_style_options(false);
+    app.add_flag_callback("--ansi", [] { setTextEncoding(TextEncoding::Ansi); },
+                 "write text to pipes and files in the system's ANSI code page instead of UTF-8 (a console "
+                 "always shows every character)")
+        ->trigger_on_parse();
+    // --ansi may also follow the command's name.
+    app.fallthrough();
 
     std::map<CLI::App *, Runner> runners;
     for (const Command &command : commands()) {
@@ -70,6 +76,8 @@ int runCommandLine()
         sub->group("Commands");
         sub->footer(kFooter);
         runners[sub] = command.define(*sub);
+        // Except where a command hands every word on ("args"): there it goes before the name.
+        sub->fallthrough(!sub->get_prefix_command());
     }
     std::string helpFor;
     CLI::App *help = app.add_subcommand("help", "the commands, or the options of one COMMAND");
@@ -81,38 +89,37 @@ int runCommandLine()
     try {
         app.parse(reversed);
     } catch (const CLI::CallForHelp &) {
-        std::printf("%s", app.help().c_str());
+        writeOut(app.help());
         return checkedStandardOutput("help", 0);
     } catch (const CLI::CallForAllHelp &) {
-        std::printf("%s", app.help("", CLI::AppFormatMode::All).c_str());
+        writeOut(app.help("", CLI::AppFormatMode::All));
         return checkedStandardOutput("help", 0);
     } catch (const CLI::CallForVersion &e) {
-        std::printf("%s\n", e.what());
+        writeOut(std::string(e.what()) + "\n");
         return checkedStandardOutput("--version", 0);
     } catch (const CLI::ParseError &e) {
         std::string where = app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name();
-        std::fprintf(stderr, "qvtool: %s%s%s\nRun 'qvtool %s%s--help' for usage.\n", where.c_str(),
-                     where.empty() ? "" : ": ", e.what(), where.c_str(), where.empty() ? "" : " ");
+        printErr("qvtool: %s%s%s\nRun 'qvtool %s%s--help' for usage.\n", where.c_str(), where.empty() ? "" : ": ",
+                 e.what(), where.c_str(), where.empty() ? "" : " ");
         return 2;
     }
 
     if (app.get_subcommands().empty()) {
-        std::fprintf(stderr, "qvtool: no command given\nRun 'qvtool --help' for the commands.\n");
+        writeErr("qvtool: no command given\nRun 'qvtool --help' for the commands.\n");
         return 2;
     }
     if (help->parsed()) {
         if (helpFor.empty()) {
-            std::printf("%s", app.help().c_str());
+            writeOut(app.help());
             return checkedStandardOutput("help", 0);
         }
         for (const auto &entry : runners) {
             if (entry.first->get_name() == helpFor) {
-                std::printf("%s", entry.first->help("qvtool").c_str());
+                writeOut(entry.first->help("qvtool"));
                 return checkedStandardOutput("help", 0);
             }
         }
-        std::fprintf(stderr, "qvtool: help: no command '%s'\nRun 'qvtool --help' for the commands.\n",
-                     shown(helpFor).c_str());
+        printErr("qvtool: help: no command '%s'\nRun 'qvtool --help' for the commands.\n", helpFor.c_str());
         return 2;
     }
 
