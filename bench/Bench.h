@@ -7,6 +7,7 @@
 
 #include "qvcore/Platform.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -113,6 +114,15 @@ inline std::string number(double value)
 inline void row(const std::string &what, double figure, const std::string &reference, double referenceFigure,
                 const std::string &unit, Goal goal = Goal())
 {
+    // A run shorter than one tick of a coarse clock (the thread clock's 10 ms) measures 0 s and
+    // gives an infinite rate: no figure at all, and say so.
+    if (!std::isfinite(figure) || !std::isfinite(referenceFigure) || referenceFigure == 0) {
+        std::printf("%-44s %9s %-8s  %-36s %9s %-8s  a run was too short for the clock: give it more work\n",
+                    what.c_str(), std::isfinite(figure) ? number(figure).c_str() : "-", unit.c_str(),
+                    reference.c_str(), std::isfinite(referenceFigure) ? number(referenceFigure).c_str() : "-",
+                    unit.c_str());
+        return;
+    }
     double ratio = figure / referenceFigure;
     std::string verdict = "no goal";
     if (goal.bound != Goal::None) {
