@@ -4,13 +4,13 @@
 //
 // Usage: HSBColorBench.exe
 
-#include "bench/BenchClock.h"
+#include "bench/Bench.h"
 #include "qvcore/graphics/HSBColor.h"
 
 #include <shlwapi.h>
 
-#include <algorithm>
 #include <cstdio>
+#include <vector>
 
 namespace {
 
@@ -40,21 +40,13 @@ unsigned long systemRoundTrips()
 
 int main()
 {
-    double bestHsb = 1e30, bestSystem = 1e30;
     volatile unsigned long sink = 0;
-    for (int round = 0; round < kRounds; ++round) {
-        double start = benchSeconds();
-        sink = sink + hsbRoundTrips();
-        bestHsb = std::min(bestHsb, benchSeconds() - start);
-        start = benchSeconds();
-        sink = sink + systemRoundTrips();
-        bestSystem = std::min(bestSystem, benchSeconds() - start);
-    }
+    std::vector<double> seconds = bench::bestTimes(kRounds, {[&] { sink = sink + hsbRoundTrips(); },
+                                                             [&] { sink = sink + systemRoundTrips(); }});
     // One round trip is two conversions.
     double conversions = 2.0 * kColours;
     std::printf("colour conversions over all 2^24 colours, there and back (best of %d)\n", kRounds);
-    std::printf("  system RGB<->HLS (shlwapi)   %8.1f million/s  (reference)\n", conversions / bestSystem / 1e6);
-    std::printf("  HSBColor RGB<->HSB           %8.1f million/s  ratio %.2f  (goal: none set; measured)\n",
-                conversions / bestHsb / 1e6, bestSystem / bestHsb);
+    bench::row("HSBColor RGB<->HSB", conversions / seconds[0] / 1e6, "system RGB<->HLS (shlwapi)",
+               conversions / seconds[1] / 1e6, "M/s");
     return 0;
 }

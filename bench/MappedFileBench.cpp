@@ -5,11 +5,10 @@
 // Usage: MappedFileBench.exe [SIZE_MIB [FILE]]   (default 1024 MiB in the temporary folder;
 // the file is written once with non-zero data and removed at the end unless FILE was named)
 
+#include "bench/Bench.h"
 #include "qvcore/core/ScopedHandle.h"
-#include "bench/BenchClock.h"
 #include "qvcore/files/MemoryMappedFile.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -67,35 +66,29 @@ unsigned long long readMapped(const std::string &name)
     return total;
 }
 
+// The file to read: the one named, or one in the temporary folder.
+std::string fileName(int argc, char **argv)
+{
+    if (argc > 2)
+        return argv[2];
+    char temp[MAX_PATH + 1] = {};
+    GetTempPathA(sizeof temp, temp);
+    return std::string(temp) + "qvcore-mapped-bench.bin";
+}
+
 }  // namespace
 
 int main(int argc, char **argv)
 {
     long long sizeMiB = argc > 1 ? std::atoll(argv[1]) : 1024;
-    std::string name;
-    if (argc > 2) {
-        name = argv[2];
-    } else {
-        char temp[MAX_PATH + 1] = {};
-        GetTempPathA(sizeof temp, temp);
-        name = std::string(temp) + "qvcore-mapped-bench.bin";
-    }
-    const long long size = sizeMiB << 20;
-    if (sizeMiB <= 0 || !writeFile(name, size)) {
+    std::string name = fileName(argc, argv);
+    if (sizeMiB <= 0 || !writeFile(name, sizeMiB << 20)) {
         std::fprintf(stderr, "cannot write %lld MiB to %s\n", sizeMiB, name.c_str());
         return 1;
     }
-    double bestRead = 1e30, bestMapped = 1e30;
     unsigned long long readTotal = 0, mappedTotal = 0;
-    // Alternating rounds: a busy moment of the shared machine does not fall on one side only.
-    for (int round = 0; round < kRounds; ++round) {
-        double start = benchSeconds();
-        readTotal = readWithReadFile(name);
-        bestRead = std::min(bestRead, benchSeconds() - start);
-        start = benchSeconds();
-        mappedTotal = readMapped(name);
-        bestMapped = std::min(bestMapped, benchSeconds() - start);
-    }
+    std::vector<double> seconds = bench::bestTimes(kRounds, {[&] { readTotal = readWithReadFile(name); },
+                                                             [&] { mappedTotal = readMapped(name); }});
     if (argc <= 2)
         DeleteFileA(name.c_str());
     if (readTotal != mappedTotal) {
@@ -104,8 +97,7 @@ int main(int argc, char **argv)
     }
     double mib = static_cast<double>(sizeMiB);
     std::printf("sequential read of %lld MiB (best of %d, file in the system cache)\n", sizeMiB, kRounds);
-    std::printf("  ReadFile, 1 MiB pieces          %8.0f MiB/s  (reference)\n", mib / bestRead);
-    std::printf("  MemoryMappedFile, 64 MiB views  %8.0f MiB/s  ratio %.2f  (goal: at least 1.00)\n",
-                mib / bestMapped, bestRead / bestMapped);
+    bench::row("MemoryMappedFile, 64 MiB views", mib / seconds[1], "ReadFile, 1 MiB pieces", mib / seconds[0], "MiB/s",
+               bench::ratioAtLeast(1.0));
     return 0;
 }

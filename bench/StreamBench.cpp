@@ -1,6 +1,7 @@
 // MB/s of each stream stage beside the raw operation it wraps, measured in the same run, and
 // their ratio. Each figure is the best of several rounds (the machine is shared).
 
+#include "bench/Bench.h"
 #include "qvcore/streams/Base64Stream.h"
 #include "qvcore/streams/BufferedStream.h"
 #include "qvcore/streams/CRCStream.h"
@@ -11,7 +12,6 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -24,26 +24,10 @@ const int piece = 64 * 1024;
 const int rounds = 7;
 volatile unsigned long checksum;  // keeps the reference loops from being optimised away
 
-double seconds()
-{
-    LARGE_INTEGER now, frequency;
-    QueryPerformanceCounter(&now);
-    QueryPerformanceFrequency(&frequency);
-    return static_cast<double>(now.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
-
-// The best MB/s of each of runs, which each move bytes bytes; the rounds alternate between
-// them, so that a busy moment of the machine does not fall on one side only.
+// The best MB/s of each of runs, which each move bytes bytes.
 std::vector<double> rates(std::size_t bytes, const std::vector<std::function<void()>> &runs)
 {
-    std::vector<double> best(runs.size(), 1e30);
-    for (int i = 0; i < rounds; ++i) {
-        for (std::size_t r = 0; r < runs.size(); ++r) {
-            double start = seconds();
-            runs[r]();
-            best[r] = std::min(best[r], seconds() - start);
-        }
-    }
+    std::vector<double> best = bench::bestTimes(rounds, runs);
     for (double &b : best)
         b = static_cast<double>(bytes) / b / 1e6;
     return best;
@@ -103,13 +87,10 @@ std::string textBytes(std::size_t size)
     return s;
 }
 
-void row(const char *stage, double mbs, const char *reference, double refMbs, double goal)
+// A stage's MB/s beside its reference's, with the ratio it should reach (0: none set).
+void row(const std::string &stage, double mbs, const std::string &reference, double refMbs, double goal)
 {
-    double ratio = mbs / refMbs;
-    std::printf("%-44s %9.0f  %-34s %9.0f  %5.2fx", stage, mbs, reference, refMbs, ratio);
-    if (goal > 0)
-        std::printf("  goal %.2fx %s", goal, ratio >= goal ? "met" : "MISSED");
-    std::printf("\n");
+    bench::row(stage, mbs, reference, refMbs, "MB/s", goal > 0 ? bench::ratioAtLeast(goal) : bench::Goal());
 }
 
 std::string deflateRaw(const std::string &data, int level)
@@ -139,31 +120,28 @@ void inflateRaw(const std::string &packed, std::string &out)
     inflateEnd(&z);
 }
 
-}  // namespace
-
-int main()
-{
-    const std::size_t size = 32u << 20;
-    std::string data = randomBytes(size);
+// The bytes every step moves: random (incompressible) data, compressible text, and two
+// buffers of the data's size to copy into.
+struct Inputs {
+    std::string data = randomBytes(32u << 20);
     std::string text = textBytes(16u << 20);
-    std::vector<char> destination(size), out(size);
-    std::memset(destination.data(), 1, size);
-    std::memset(out.data(), 1, size);
+    std::vector<char> destination = std::vector<char>(data.size(), 1), out = std::vector<char>(data.size(), 1);
+};
 
-    std::printf("%-44s %9s  %-34s %9s  %6s\n", "stage (64 KiB requests)", "MB/s", "reference, same run", "MB/s",
-                "ratio");
-
-    // Memory streams against memcpy of the same pieces. The stream's chunks are fresh heap
-    // memory each round: the same copy into fresh 64 KiB heap blocks is the like-for-like figure.
+// Memory streams against memcpy of the same pieces. The stream's chunks are fresh heap memory
+// each round: the same copy into fresh 64 KiB heap blocks is the like-for-like figure.
+void memoryStreams(Inputs &in)
+{
+    const std::size_t size = in.data.size();
     auto warmCopy = [&] {
         for (std::size_t at = 0; at < size; at += piece)
-            std::memcpy(destination.data() + at, data.data() + at, piece);
+            std::memcpy(in.destination.data() + at, in.data.data() + at, piece);
     };
     auto freshCopy = [&] {
         std::vector<char *> blocks;
         for (std::size_t at = 0; at < size; at += piece) {
             blocks.push_back(static_cast<char *>(std::malloc(piece)));
-            std::memcpy(blocks.back(), data.data() + at, piece);
+            std::memcpy(blocks.back(), in.data.data() + at, piece);
         }
         for (char *block : blocks)
             std::free(block);
@@ -171,24 +149,28 @@ int main()
     auto memoryOut = [&] {
         MemoryOutputStream stream;
         for (std::size_t at = 0; at < size; at += piece)
-            stream.Write(data.data() + at, piece);
+            stream.Write(in.data.data() + at, piece);
     };
     auto memoryIn = [&] {
-        MemoryInputStream stream(data);
+        MemoryInputStream stream(in.data);
         for (std::size_t at = 0; at < size; at += piece)
-            stream.Read(out.data() + at, piece);
+            stream.Read(in.out.data() + at, piece);
     };
     std::vector<double> memory = rates(size, {memoryOut, warmCopy, freshCopy, memoryIn});
     row("MemoryOutputStream::Write", memory[0], "memcpy into a warm buffer", memory[1], 0.7);
     row("MemoryOutputStream::Write", memory[0], "memcpy into fresh 64 KiB mallocs", memory[2], 0.7);
     row("MemoryInputStream::Read", memory[3], "memcpy into a warm buffer", memory[1], 0.7);
+}
 
-    // CRC blocks against crc32 plus a copy.
+// CRC blocks against crc32 plus a copy.
+void crcStreams(Inputs &in)
+{
+    const std::size_t size = in.data.size();
     auto crcCopy = [&] {
         unsigned long crc = 0;
         for (std::size_t at = 0; at < size; at += piece) {
-            std::memcpy(destination.data() + at, data.data() + at, piece);
-            crc ^= crc32(0, reinterpret_cast<const Bytef *>(destination.data() + at), piece);
+            std::memcpy(in.destination.data() + at, in.data.data() + at, piece);
+            crc ^= crc32(0, reinterpret_cast<const Bytef *>(in.destination.data() + at), piece);
         }
         checksum = checksum ^ crc;
     };
@@ -196,14 +178,14 @@ int main()
         NullStream sink;
         CRCOutputStream crc(sink);
         for (std::size_t at = 0; at < size; at += piece)
-            crc.Write(data.data() + at, piece);
+            crc.Write(in.data.data() + at, piece);
     };
     std::string blocks;
     {
         MemoryOutputStream sink;
         {
             CRCOutputStream crc(sink);
-            crc.Write(data.data(), static_cast<int>(size));
+            crc.Write(in.data.data(), static_cast<int>(size));
         }
         blocks = sink.GetContent();
     }
@@ -211,13 +193,16 @@ int main()
         MemoryInputStream source(blocks);
         CRCInputStream crc(source);
         for (std::size_t at = 0; at < size; at += piece)
-            crc.Read(out.data() + at, piece);
+            crc.Read(in.out.data() + at, piece);
     };
     std::vector<double> crc = rates(size, {crcOut, crcIn, crcCopy});
     row("CRCOutputStream -> null sink", crc[0], "crc32 + memcpy", crc[2], 0.9);
     row("CRCInputStream <- memory", crc[1], "crc32 + memcpy", crc[2], 0.9);
+}
 
-    // Compression against deflate and inflate called directly at the same level.
+// Compression against deflate called directly at the same level.
+void compression(const std::string &text)
+{
     for (int level : {1, 6}) {
         std::vector<double> r = rates(text.size(), {[&] {
                                                         NullStream sink;
@@ -226,10 +211,15 @@ int main()
                                                             compressor.Write(text.data() + at, piece);
                                                     },
                                                     [&] { deflateRaw(text, level); }});
-        std::string name = "CompressingStream, level " + std::to_string(level) + ", text";
-        std::string reference = "deflate, level " + std::to_string(level);
-        row(name.c_str(), r[0], reference.c_str(), r[1], 0.95);
+        row("CompressingStream, level " + std::to_string(level) + ", text", r[0],
+            "deflate, level " + std::to_string(level), r[1], 0.95);
     }
+}
+
+// Decompression against inflate of the whole buffer, over a memory source and over a source
+// that reads byte by byte.
+void decompression(const std::string &text)
+{
     for (int level : {1, 6}) {
         std::string packed = deflateRaw(text, level);
         std::string plain(text.size(), '\0');
@@ -246,29 +236,35 @@ int main()
                                                         for (std::size_t at = 0; at < text.size(); at += piece)
                                                             decompressor.Read(&plain[at], piece);
                                                     }});
-        std::string name = "DecompressingStream <- memory, level " + std::to_string(level);
-        row(name.c_str(), r[0], "inflate, whole buffer", r[1], 0.8);
+        row("DecompressingStream <- memory, level " + std::to_string(level), r[0], "inflate, whole buffer", r[1], 0.8);
         row("  (same over a one-byte-read source)", r[2], "inflate, whole buffer", r[1], 0);
     }
+}
 
-    // MD5 against the update loop over the whole buffer.
-    std::vector<double> md5 = rates(size, {[&] {
-                                               MD5SumStream stream;
-                                               for (std::size_t at = 0; at < size; at += piece)
-                                                   stream.Write(data.data() + at, piece);
-                                               stream.GetMD5Sum();
-                                           },
-                                           [&] { MD5Sum sum(data.data(), static_cast<int>(size)); }});
+// MD5 against the update loop over the whole buffer.
+void md5(const std::string &data)
+{
+    std::vector<double> md5 = rates(data.size(), {[&] {
+                                                      MD5SumStream stream;
+                                                      for (std::size_t at = 0; at < data.size(); at += piece)
+                                                          stream.Write(data.data() + at, piece);
+                                                      stream.GetMD5Sum();
+                                                  },
+                                                  [&] { MD5Sum sum(data.data(), static_cast<int>(data.size())); }});
     row("MD5SumStream::Write", md5[0], "MD5 update loop, whole buffer", md5[1], 0);
+}
 
-    // Base64 against the memory functions.
+// Base64 against the memory functions.
+void base64(Inputs &in)
+{
+    const std::size_t size = in.data.size();
     std::string encoded(Base64EncodingStream::Base64MemoryEncodedSize(static_cast<int>(size)), '\0');
     std::string lines;
     {
         MemoryOutputStream sink;
         {
             Base64EncodingStream encoder(sink, 76);
-            encoder.Write(data.data(), static_cast<int>(size));
+            encoder.Write(in.data.data(), static_cast<int>(size));
         }
         lines = sink.GetContent();
     }
@@ -278,20 +274,34 @@ int main()
                    BufferedOutputStream buffered(sink);
                    Base64EncodingStream encoder(buffered, 76);
                    for (std::size_t at = 0; at < size; at += piece)
-                       encoder.Write(data.data() + at, piece);
+                       encoder.Write(in.data.data() + at, piece);
                },
-               [&] { Base64EncodingStream::Base64MemoryEncode(data.data(), static_cast<int>(size), &encoded[0]); },
+               [&] { Base64EncodingStream::Base64MemoryEncode(in.data.data(), static_cast<int>(size), &encoded[0]); },
                [&] {
                    MemoryInputStream source(lines);
                    Base64DecodingStream decoder(source);
                    for (std::size_t at = 0; at < size; at += 3 * piece)
-                       decoder.Read(out.data() + at, static_cast<int>(std::min<std::size_t>(3 * piece, size - at)));
+                       decoder.Read(in.out.data() + at, static_cast<int>(std::min<std::size_t>(3 * piece, size - at)));
                },
                [&] {
                    Base64EncodingStream::Base64MemoryDecode(encoded.data(), static_cast<int>(encoded.size()),
-                                                            out.data());
+                                                            in.out.data());
                }});
     row("Base64EncodingStream(76) -> buffered", base64[0], "Base64MemoryEncode", base64[1], 0);
     row("Base64DecodingStream <- memory (76-col text)", base64[2], "Base64MemoryDecode (no breaks)", base64[3], 0);
+}
+
+}  // namespace
+
+int main()
+{
+    Inputs in;
+    std::printf("MB/s of each stream stage (64 KiB requests) beside its reference, best of %d rounds\n", rounds);
+    memoryStreams(in);
+    crcStreams(in);
+    compression(in.text);
+    decompression(in.text);
+    md5(in.data);
+    base64(in);
     return 0;
 }
