@@ -89,6 +89,9 @@ public:
     /// failing call, or ERROR_SUCCESS.
     long DeleteMultipleValues(const String &pattern) const;
 
+    /// The registry type of value name (REG_SZ, REG_DWORD, REG_BINARY, ...) in type; the
+    /// system's code, type untouched on failure.
+    long GetValueType(const String &name, unsigned long &type) const;
     long GetString(const String &name, String &value) const;
     long SetString(const String &name, const String &value) const;
     long GetInteger(const String &name, unsigned long &value) const;

@@ -274,6 +274,18 @@ long RegistryKey::GetAllBinaries(std::vector<String> &names, std::vector<std::st
 
 // --- deletion ---------------------------------------------------------------------------------
 
+long RegistryKey::GetValueType(const String &name, unsigned long &type) const
+{
+    std::string narrow;
+    if (long result = RegistryText::EncodeName(name, narrow))
+        return result;
+    DWORD stored = REG_NONE;
+    long result = RegQueryValueExA(GetHandle(), narrow.c_str(), nullptr, &stored, nullptr, nullptr);
+    if (result == ERROR_SUCCESS)
+        type = stored;
+    return result;
+}
+
 long RegistryKey::DeleteValue(const String &name) const
 {
     std::string narrow;

@@ -100,6 +100,11 @@ public:
 
 private:
     int get(const RegistryKey &key, const String &name);
+    /// The type to show a value of registry type stored as: --type when given, else the one
+    /// the registry type suggests.
+    Type shownAs(unsigned long stored) const;
+    /// The value read as type, as the text to show; the library's result code.
+    static long readAs(const RegistryKey &key, const String &name, Type type, std::string &text);
     int set(const RegistryKey &key, const String &name, const std::string &value, Type type);
     int list(const RegistryKey &key);
     int remove(HKEY root, const String &path);
@@ -116,21 +121,33 @@ private:
 int RegCommand::get(const RegistryKey &key, const String &name)
 {
     // The registry type decides how to show a value when no --type is asked for.
-    DWORD stored = REG_NONE;
-    std::string narrow = name.SystemMultibyte();
-    long result = RegQueryValueExA(key.GetHandle(), narrow.c_str(), nullptr, &stored, nullptr, nullptr);
+    unsigned long stored = REG_NONE;
+    long result = key.GetValueType(name, stored);
     if (result != ERROR_SUCCESS)
-        return fail("reg: cannot read '" + options_.words[1] + "' in '" + keyPath_ +
-                    "': " + systemText(result));
-    Type type = stored == REG_DWORD ? Type::Int : stored == REG_BINARY ? Type::Binary : Type::String;
+        return fail("reg: cannot read '" + options_.words[1] + "' in '" + keyPath_ + "': " + systemText(result));
+    Type type = shownAs(stored);
+    if (storedAs(type) != stored)
+        return fail("reg: '" + options_.words[1] + "' in '" + keyPath_ + "' is " + registryTypeName(stored) + ", not " +
+                    registryTypeName(storedAs(type)));
+    std::string text;
+    result = readAs(key, name, type, text);
+    if (result != ERROR_SUCCESS)
+        return fail("reg: cannot read '" + options_.words[1] + "' in '" + keyPath_ + "': " + systemText(result));
+    printOut("%s\n", text.c_str());
+    return 0;
+}
+
+Type RegCommand::shownAs(unsigned long stored) const
+{
     for (const auto &t : kTypes)
         if (options_.type == t.name)
-            type = t.type;
-    if (storedAs(type) != stored)
-        return fail("reg: '" + options_.words[1] + "' in '" + keyPath_ + "' is " +
-                    registryTypeName(stored) + ", not " + registryTypeName(storedAs(type)));
+            return t.type;
+    return stored == REG_DWORD ? Type::Int : stored == REG_BINARY ? Type::Binary : Type::String;
+}
 
-    std::string text;
+long RegCommand::readAs(const RegistryKey &key, const String &name, Type type, std::string &text)
+{
+    long result = ERROR_SUCCESS;
     switch (type) {
     case Type::String: {
         String value;
@@ -169,11 +186,7 @@ int RegCommand::get(const RegistryKey &key, const String &name)
         break;
     }
     }
-    if (result != ERROR_SUCCESS)
-        return fail("reg: cannot read '" + options_.words[1] + "' in '" + keyPath_ +
-                    "': " + systemText(result));
-    printOut("%s\n", text.c_str());
-    return 0;
+    return result;
 }
 
 int RegCommand::set(const RegistryKey &key, const String &name, const std::string &value, Type type)

@@ -53,9 +53,18 @@ int checkedStandardOutput(const std::string &command, int status)
 
 namespace {
 
-int runCommandLine()
+// The command line's grammar: the global options, one subcommand per command (with the runner
+// its definition returns) and "help".
+struct Grammar {
+    CLI::App app{"qvtool: the QvCore library's facilities on the command line.", "qvtool"};
+    std::map<CLI::App *, Runner> runners;
+    CLI::App *help = nullptr;
+    std::string helpFor;
+};
+
+void defineGrammar(Grammar &grammar)
 {
-    CLI::App app("qvtool: the QvCore library's facilities on the command line.", "qvtool");
+    CLI::App &app = grammar.app;
     app.footer(kFooter);
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.set_version_flag("--version", "qvtool, qvcore.dll " + libraryVersion() + " (" +
@@ -70,20 +79,24 @@ int runCommandLine()
     // --ansi may also follow the command's name.
     app.fallthrough();
 
-    std::map<CLI::App *, Runner> runners;
     for (const Command &command : commands()) {
         CLI::App *sub = app.add_subcommand(command.name, command.summary);
         sub->group("Commands");
         sub->footer(kFooter);
-        runners[sub] = command.define(*sub);
+        grammar.runners[sub] = command.define(*sub);
         // Except where a command hands every word on ("args"): there it goes before the name.
         sub->fallthrough(!sub->get_prefix_command());
     }
-    std::string helpFor;
-    CLI::App *help = app.add_subcommand("help", "the commands, or the options of one COMMAND");
-    help->group("Commands");
-    help->add_option("COMMAND", helpFor, "the command to describe");
+    grammar.help = app.add_subcommand("help", "the commands, or the options of one COMMAND");
+    grammar.help->group("Commands");
+    grammar.help->add_option("COMMAND", grammar.helpFor, "the command to describe");
+}
 
+// Parses the process's arguments: -1 when a command is to run, else the exit code of what the
+// parse itself answered (help, the version, a usage error).
+int parseArguments(Grammar &grammar)
+{
+    CLI::App &app = grammar.app;
     std::vector<std::string> arguments = utf8Arguments();
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());  // the parser's order
     try {
@@ -103,36 +116,54 @@ int runCommandLine()
                  e.what(), where.c_str(), where.empty() ? "" : " ");
         return 2;
     }
-
     if (app.get_subcommands().empty()) {
         writeErr("qvtool: no command given\nRun 'qvtool --help' for the commands.\n");
         return 2;
     }
-    if (help->parsed()) {
-        if (helpFor.empty()) {
-            writeOut(app.help());
+    return -1;
+}
+
+// "qvtool help [COMMAND]".
+int showHelp(Grammar &grammar)
+{
+    if (grammar.helpFor.empty()) {
+        writeOut(grammar.app.help());
+        return checkedStandardOutput("help", 0);
+    }
+    for (const auto &entry : grammar.runners) {
+        if (entry.first->get_name() == grammar.helpFor) {
+            writeOut(entry.first->help("qvtool"));
             return checkedStandardOutput("help", 0);
         }
-        for (const auto &entry : runners) {
-            if (entry.first->get_name() == helpFor) {
-                writeOut(entry.first->help("qvtool"));
-                return checkedStandardOutput("help", 0);
-            }
-        }
-        printErr("qvtool: help: no command '%s'\nRun 'qvtool --help' for the commands.\n", helpFor.c_str());
-        return 2;
     }
+    printErr("qvtool: help: no command '%s'\nRun 'qvtool --help' for the commands.\n", grammar.helpFor.c_str());
+    return 2;
+}
 
-    CLI::App *chosen = app.get_subcommands().front();
-    // The one error boundary of the tool: whatever a command lets escape, of any family the
-    // library throws, is reported in one voice with exit code 1.
+// The one error boundary of the tool: whatever a command lets escape, of any family the
+// library throws, is reported in one voice with exit code 1.
+int runCommand(CLI::App *chosen, const Runner &runner)
+{
     int status;
     try {
-        status = runners[chosen]();
+        status = runner();
     } catch (...) {
         status = fail(chosen->get_name() + ": " + describeCurrentException());
     }
     return checkedStandardOutput(chosen->get_name(), status);
+}
+
+int runCommandLine()
+{
+    Grammar grammar;
+    defineGrammar(grammar);
+    int parsed = parseArguments(grammar);
+    if (parsed >= 0)
+        return parsed;
+    if (grammar.help->parsed())
+        return showHelp(grammar);
+    CLI::App *chosen = grammar.app.get_subcommands().front();
+    return runCommand(chosen, grammar.runners[chosen]);
 }
 
 // qvtool is an application of the library like any other: its module is initialised (and its
