@@ -4,7 +4,7 @@
 // Byte streams over qvtool's files and its standard input and output, and a progress display,
 // shared by the commands that move data through the library's stream chains.
 
-#include "qvcore/streams/FileStream.h"
+#include "qvcore/files/FileStream.h"
 
 #include <memory>
 #include <string>
