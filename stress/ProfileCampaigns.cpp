@@ -4,7 +4,7 @@
 
 #include "qvcore/files/File.h"
 #include "qvcore/files/PrivateProfile.h"
-#include "qvcore/streams/FileStream.h"
+#include "qvcore/files/FileStream.h"
 
 #include <memory>
 

@@ -21,8 +21,9 @@ for file in bin/qvcore.dll bin/qvtool.exe bin/libstdc++-6.dll bin/libwinpthread-
             include/qvcore/QvCore.h lib/cmake/QvCore/QvCoreConfig.cmake lib/cmake/QvCore/QvCoreConfigVersion.cmake; do
     [ -f "$sdk/$file" ] || { echo "the install tree lacks $file"; status=1; }
 done
-if [ -d "$sdk/include/qvcore/internal" ]; then
-    echo "the install tree carries the library's internal headers"
+private=$(find "$sdk/include" -name '*_p.h' | head -n 3)
+if [ -n "$private" ]; then
+    echo "the install tree carries the library's private headers: $private"
     status=1
 fi
 

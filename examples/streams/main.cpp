@@ -4,7 +4,7 @@
 #include "qvcore/streams/BufferedStream.h"
 #include "qvcore/streams/CRCStream.h"
 #include "qvcore/streams/CompressingStream.h"
-#include "qvcore/streams/FileStream.h"
+#include "qvcore/files/FileStream.h"
 #include "qvcore/streams/StreamBase.h"
 
 #include <cstdio>

@@ -60,18 +60,18 @@ const int daysBeforeMonth[2][12] = {
 // --- TimeSpan ----------------------------------------------------------------------------------
 
 TimeSpan::TimeSpan(int hours, int minutes, int seconds)
-    : m_ticks(Wrap(((Unsigned(hours) * 60 + Unsigned(minutes)) * 60 + Unsigned(seconds)) * TicksPerSecond()))
+    : ticks_(Wrap(((Unsigned(hours) * 60 + Unsigned(minutes)) * 60 + Unsigned(seconds)) * TicksPerSecond()))
 {
 }
 
 TimeSpan::TimeSpan(int days, int hours, int minutes, int seconds)
-    : m_ticks(Wrap((((Unsigned(days) * 24 + Unsigned(hours)) * 60 + Unsigned(minutes)) * 60 + Unsigned(seconds)) *
+    : ticks_(Wrap((((Unsigned(days) * 24 + Unsigned(hours)) * 60 + Unsigned(minutes)) * 60 + Unsigned(seconds)) *
                    TicksPerSecond()))
 {
 }
 
 TimeSpan::TimeSpan(int days, int hours, int minutes, int seconds, int milliseconds)
-    : m_ticks(Wrap(((((Unsigned(days) * 24 + Unsigned(hours)) * 60 + Unsigned(minutes)) * 60 + Unsigned(seconds)) *
+    : ticks_(Wrap(((((Unsigned(days) * 24 + Unsigned(hours)) * 60 + Unsigned(minutes)) * 60 + Unsigned(seconds)) *
                         1000 +
                     Unsigned(milliseconds)) *
                    TicksPerMillisecond()))
@@ -80,52 +80,52 @@ TimeSpan::TimeSpan(int days, int hours, int minutes, int seconds, int millisecon
 
 int TimeSpan::GetDayFraction() const
 {
-    return static_cast<int>(magnitude(m_ticks) / TicksPerDay());
+    return static_cast<int>(magnitude(ticks_) / TicksPerDay());
 }
 
 int TimeSpan::GetHourFraction() const
 {
-    return static_cast<int>(magnitude(m_ticks) / TicksPerHour() % 24);
+    return static_cast<int>(magnitude(ticks_) / TicksPerHour() % 24);
 }
 
 int TimeSpan::GetMinuteFraction() const
 {
-    return static_cast<int>(magnitude(m_ticks) / TicksPerMinute() % 60);
+    return static_cast<int>(magnitude(ticks_) / TicksPerMinute() % 60);
 }
 
 int TimeSpan::GetSecondFraction() const
 {
-    return static_cast<int>(magnitude(m_ticks) / TicksPerSecond() % 60);
+    return static_cast<int>(magnitude(ticks_) / TicksPerSecond() % 60);
 }
 
 int TimeSpan::GetMillisecondFraction() const
 {
-    return static_cast<int>(magnitude(m_ticks) / TicksPerMillisecond() % 1000);
+    return static_cast<int>(magnitude(ticks_) / TicksPerMillisecond() % 1000);
 }
 
 double TimeSpan::GetAsDays() const
 {
-    return static_cast<double>(magnitude(m_ticks)) / TicksPerDay();
+    return static_cast<double>(magnitude(ticks_)) / TicksPerDay();
 }
 
 double TimeSpan::GetAsHours() const
 {
-    return static_cast<double>(magnitude(m_ticks)) / TicksPerHour();
+    return static_cast<double>(magnitude(ticks_)) / TicksPerHour();
 }
 
 double TimeSpan::GetAsMinutes() const
 {
-    return static_cast<double>(magnitude(m_ticks)) / TicksPerMinute();
+    return static_cast<double>(magnitude(ticks_)) / TicksPerMinute();
 }
 
 double TimeSpan::GetAsSeconds() const
 {
-    return static_cast<double>(magnitude(m_ticks)) / TicksPerSecond();
+    return static_cast<double>(magnitude(ticks_)) / TicksPerSecond();
 }
 
 double TimeSpan::GetAsMilliseconds() const
 {
-    return static_cast<double>(magnitude(m_ticks)) / TicksPerMillisecond();
+    return static_cast<double>(magnitude(ticks_)) / TicksPerMillisecond();
 }
 
 TimeSpan &TimeSpan::operator+=(const TimeSpan &other)
@@ -140,8 +140,8 @@ TimeSpan &TimeSpan::operator-=(const TimeSpan &other)
 
 String TimeSpan::ToString() const
 {
-    unsigned __int64 ticks = magnitude(m_ticks);
-    std::string text = m_ticks < 0 ? "-P" : "P";
+    unsigned __int64 ticks = magnitude(ticks_);
+    std::string text = ticks_ < 0 ? "-P" : "P";
     char buffer[64];
     if (unsigned __int64 days = ticks / TicksPerDay()) {
         std::snprintf(buffer, sizeof buffer, "%lluD", days);
@@ -158,19 +158,19 @@ String TimeSpan::ToString() const
 DateTime::DateTime(const TimeSpan &sinceEpoch)
 {
     unsigned __int64 ticks = static_cast<unsigned __int64>(sinceEpoch.GetTicks());
-    m_time.dwLowDateTime = static_cast<DWORD>(ticks);
-    m_time.dwHighDateTime = static_cast<DWORD>(ticks >> 32);
+    time_.dwLowDateTime = static_cast<DWORD>(ticks);
+    time_.dwHighDateTime = static_cast<DWORD>(ticks >> 32);
 }
 
 DateTime &DateTime::operator=(const FILETIME &time)
 {
-    m_time = time;
+    time_ = time;
     return *this;
 }
 
 void DateTime::SetNow()
 {
-    GetSystemTimeAsFileTime(&m_time);
+    GetSystemTimeAsFileTime(&time_);
 }
 
 DateTime DateTime::Now()
@@ -182,7 +182,7 @@ DateTime DateTime::Now()
 
 bool DateTime::Set(const SYSTEMTIME &time, bool local)
 {
-    if (systemTimeToFileTime(time, m_time, local))
+    if (systemTimeToFileTime(time, time_, local))
         return true;
     *this = DateTime();
     return false;
@@ -238,14 +238,14 @@ DateTime DateTime::FromLocalTime(unsigned short year, unsigned short month, unsi
 
 void DateTime::GetAsUTCSystemTime(SYSTEMTIME &time) const
 {
-    if (!FileTimeToSystemTime(&m_time, &time))
+    if (!FileTimeToSystemTime(&time_, &time))
         time = SYSTEMTIME();
 }
 
 void DateTime::GetAsLocalSystemTime(SYSTEMTIME &time) const
 {
     FILETIME local;
-    if (!FileTimeToLocalFileTime(&m_time, &local) || !FileTimeToSystemTime(&local, &time))
+    if (!FileTimeToLocalFileTime(&time_, &local) || !FileTimeToSystemTime(&local, &time))
         time = SYSTEMTIME();
 }
 
@@ -346,13 +346,13 @@ TimeSpan elapsedSince(DWORD start, DWORD now)
 
 TimeSpan TickCounter::GetTimeSpan() const
 {
-    return elapsedSince(m_start, GetTickCount());
+    return elapsedSince(start_, GetTickCount());
 }
 
 TimeSpan TickCounter::GetTimeSpanAndReset()
 {
     DWORD now = GetTickCount();
-    TimeSpan elapsed = elapsedSince(m_start, now);
-    m_start = now;
+    TimeSpan elapsed = elapsedSince(start_, now);
+    start_ = now;
     return elapsed;
 }

@@ -13,7 +13,7 @@ public:
     static __int64 TicksPerHour() { return 36000000000LL; }
     static __int64 TicksPerDay() { return 864000000000LL; }
 
-    explicit TimeSpan(__int64 ticks = 0) : m_ticks(ticks) {}
+    explicit TimeSpan(__int64 ticks = 0) : ticks_(ticks) {}
     /// Components may be negative or beyond their usual range; they are simply summed.
     TimeSpan(int hours, int minutes, int seconds);
     TimeSpan(int days, int hours, int minutes, int seconds);
@@ -28,7 +28,7 @@ public:
         return TimeSpan(Wrap(Unsigned(milliseconds) * TicksPerMillisecond()));
     }
 
-    __int64 GetTicks() const { return m_ticks; }
+    __int64 GetTicks() const { return ticks_; }
 
     /// Components of the absolute value: whole days, then hours (0-23), minutes and seconds
     /// (0-59) and milliseconds (0-999).
@@ -45,18 +45,18 @@ public:
     double GetAsSeconds() const;
     double GetAsMilliseconds() const;
 
-    TimeSpan operator+(const TimeSpan &other) const { return TimeSpan(Wrap(Unsigned(m_ticks) + other.m_ticks)); }
-    TimeSpan operator-(const TimeSpan &other) const { return TimeSpan(Wrap(Unsigned(m_ticks) - other.m_ticks)); }
+    TimeSpan operator+(const TimeSpan &other) const { return TimeSpan(Wrap(Unsigned(ticks_) + other.ticks_)); }
+    TimeSpan operator-(const TimeSpan &other) const { return TimeSpan(Wrap(Unsigned(ticks_) - other.ticks_)); }
     TimeSpan &operator+=(const TimeSpan &other);
     /// Adds, exactly as operator+= does (kept for compatibility); subtract with operator-.
     TimeSpan &operator-=(const TimeSpan &other);
 
-    bool operator==(const TimeSpan &other) const { return m_ticks == other.m_ticks; }
-    bool operator!=(const TimeSpan &other) const { return m_ticks != other.m_ticks; }
-    bool operator<(const TimeSpan &other) const { return m_ticks < other.m_ticks; }
-    bool operator>(const TimeSpan &other) const { return m_ticks > other.m_ticks; }
-    bool operator<=(const TimeSpan &other) const { return m_ticks <= other.m_ticks; }
-    bool operator>=(const TimeSpan &other) const { return m_ticks >= other.m_ticks; }
+    bool operator==(const TimeSpan &other) const { return ticks_ == other.ticks_; }
+    bool operator!=(const TimeSpan &other) const { return ticks_ != other.ticks_; }
+    bool operator<(const TimeSpan &other) const { return ticks_ < other.ticks_; }
+    bool operator>(const TimeSpan &other) const { return ticks_ > other.ticks_; }
+    bool operator<=(const TimeSpan &other) const { return ticks_ <= other.ticks_; }
+    bool operator>=(const TimeSpan &other) const { return ticks_ >= other.ticks_; }
 
     /// "[-]P[<days>D]T<h>H<m>M<s>S[.<fraction>]": hours, minutes and seconds always written,
     /// the fraction of a second (up to seven digits, trailing zeros cut) after the "S".
@@ -69,7 +69,7 @@ private:
     static unsigned __int64 Unsigned(__int64 value) { return static_cast<unsigned __int64>(value); }
     static __int64 Wrap(unsigned __int64 value) { return static_cast<__int64>(value); }
 
-    __int64 m_ticks;
+    __int64 ticks_;
 };
 
 /// A point in time in UTC: ticks since 1601-01-01 00:00 UTC, laid out as the system's FILETIME.
@@ -77,14 +77,14 @@ private:
 /// bias in force now, whatever the date (no historical time-zone rules).
 class QVCORE_API DateTime {
 public:
-    DateTime() { m_time.dwLowDateTime = m_time.dwHighDateTime = 0; }
-    DateTime(const FILETIME &time) : m_time(time) {}
+    DateTime() { time_.dwLowDateTime = time_.dwHighDateTime = 0; }
+    DateTime(const FILETIME &time) : time_(time) {}
     DateTime(const DateTime &other) = default;
     DateTime &operator=(const FILETIME &time);
     DateTime &operator=(const DateTime &other) = default;
 
-    void SetFileTime(const FILETIME &time) { m_time = time; }
-    void GetAsFileTime(FILETIME &time) const { time = m_time; }
+    void SetFileTime(const FILETIME &time) { time_ = time; }
+    void GetAsFileTime(FILETIME &time) const { time = time_; }
 
     void SetNow();
     static DateTime Now();
@@ -150,10 +150,10 @@ private:
     bool Set(const SYSTEMTIME &time, bool local);
     __int64 GetTicks() const
     {
-        return static_cast<__int64>((static_cast<unsigned __int64>(m_time.dwHighDateTime) << 32) | m_time.dwLowDateTime);
+        return static_cast<__int64>((static_cast<unsigned __int64>(time_.dwHighDateTime) << 32) | time_.dwLowDateTime);
     }
 
-    FILETIME m_time;
+    FILETIME time_;
 };
 
 /// A millisecond stopwatch over the system tick count. Elapsed times are computed in unsigned
@@ -163,15 +163,15 @@ class QVCORE_API TickCounter {
 public:
     TickCounter() { Reset(); }
     /// Counts from the given tick count (as GetTickCount reports it) instead of from now.
-    explicit TickCounter(DWORD start) : m_start(start) {}
+    explicit TickCounter(DWORD start) : start_(start) {}
 
-    void Reset() { m_start = GetTickCount(); }
+    void Reset() { start_ = GetTickCount(); }
     TimeSpan GetTimeSpan() const;
     /// GetTimeSpan() and Reset() with one reading of the tick count.
     TimeSpan GetTimeSpanAndReset();
 
 private:
-    DWORD m_start;
+    DWORD start_;
 };
 
 #endif

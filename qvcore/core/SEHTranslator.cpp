@@ -106,19 +106,15 @@ bool isTranslated(DWORD code)
     return (code & 0xC0000000) == 0xC0000000;
 }
 
+// NT_TIB::ExceptionList of the current thread (per architecture, below).
+EXCEPTION_REGISTRATION_RECORD *exceptionList();
+
 // The innermost record of the thread's chain of exception registrations (the one i686 code and
 // Wine's own system code use for their exception frames) lying above stackPointer, that is
 // belonging to a frame that is still active; ~0 for none.
 ULONG_PTR innermostFrame(ULONG_PTR stackPointer)
 {
-    // NT_TIB::ExceptionList, the first member of the thread information block (NtCurrentTeb's
-    // inline read trips -Warray-bounds).
-    EXCEPTION_REGISTRATION_RECORD *record;
-#if defined(__x86_64__)
-    asm volatile("movq %%gs:0, %0" : "=r"(record));
-#else
-    asm volatile("movl %%fs:0, %0" : "=r"(record));
-#endif
+    EXCEPTION_REGISTRATION_RECORD *record = exceptionList();
     while (record && reinterpret_cast<ULONG_PTR>(record) != ~ULONG_PTR(0) &&
            reinterpret_cast<ULONG_PTR>(record) < stackPointer)
         record = record->Next;
@@ -139,121 +135,21 @@ ThreadState *currentState()
 // (the process ends here, so no other thread can be in the middle of it for long).
 void reportStackOverflowAndExit(const EXCEPTION_RECORD &record)
 {
-#if defined(__x86_64__)
-    static char text[] = "qvcore: stack overflow at 0x0000000000000000; the process cannot continue\r\n";
-#else
-    static char text[] = "qvcore: stack overflow at 0x00000000; the process cannot continue\r\n";
-#endif
-    char *digit = text + 28 + 2 * sizeof(void *);
-    for (ULONG_PTR address = reinterpret_cast<ULONG_PTR>(record.ExceptionAddress); digit > text + 28; address >>= 4)
-        *--digit = "0123456789ABCDEF"[address & 15];
+    static const char head[] = "qvcore: stack overflow at 0x", tail[] = "; the process cannot continue\r\n";
+    static char text[sizeof head + 2 * sizeof(void *) + sizeof tail];
+    char *at = text + sizeof head - 1;
+    memcpy(text, head, sizeof head - 1);
+    ULONG_PTR address = reinterpret_cast<ULONG_PTR>(record.ExceptionAddress);
+    for (int shift = 8 * sizeof(void *) - 4; shift >= 0; shift -= 4)
+        *at++ = "0123456789ABCDEF"[(address >> shift) & 15];
+    memcpy(at, tail, sizeof tail - 1);
+    at += sizeof tail - 1;
     DWORD written = 0;
-    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text, sizeof text - 1, &written, nullptr);
+    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text, static_cast<DWORD>(at - text), &written, nullptr);
     TerminateProcess(GetCurrentProcess(), kStackOverflow);
 }
 
-#if defined(__x86_64__)
-// The personality routines of g++'s C++ and C frames, as the runtime DLLs export them; a
-// module's unwind data names them through an import thunk of its own.
-struct GnuPersonalities {
-    void *cxx = nullptr;
-    void *c = nullptr;
-    GnuPersonalities()
-    {
-        if (HMODULE cxxRuntime = GetModuleHandleA("libstdc++-6.dll"))
-            cxx = reinterpret_cast<void *>(GetProcAddress(cxxRuntime, "__gxx_personality_seh0"));
-        if (HMODULE cRuntime = GetModuleHandleA("libgcc_s_seh-1.dll"))
-            c = reinterpret_cast<void *>(GetProcAddress(cRuntime, "__gcc_personality_seh0"));
-    }
-};
-const GnuPersonalities gnuPersonalities;
-
-bool isGnuPersonality(PEXCEPTION_ROUTINE handler)
-{
-    const unsigned char *code = reinterpret_cast<const unsigned char *>(handler);
-    void *target = reinterpret_cast<void *>(handler);
-    // jmp *disp32(%rip): an import thunk.
-    if (code[0] == 0xFF && code[1] == 0x25) {
-        INT32 displacement;
-        memcpy(&displacement, code + 2, sizeof displacement);
-        target = *reinterpret_cast<void *const *>(code + 6 + displacement);
-    }
-    return target && (target == gnuPersonalities.cxx || target == gnuPersonalities.c);
-}
-
-// True when the first frame above the fault that has a language handler has one of another
-// compiler (a __try, another runtime's C++ frame): the system hands it the exception before any
-// g++ frame sees it.
-bool foreignHandlerFirst(const CONTEXT &fault)
-{
-    CONTEXT context = fault;
-    for (int depth = 0; depth < 256 && context.Rip; ++depth) {
-        DWORD64 imageBase = 0;
-        PRUNTIME_FUNCTION function = RtlLookupFunctionEntry(context.Rip, &imageBase, nullptr);
-        if (!function) {
-            // A leaf function: its return address is on top of the stack.
-            context.Rip = *reinterpret_cast<const DWORD64 *>(context.Rsp);
-            context.Rsp += 8;
-            continue;
-        }
-        void *handlerData = nullptr;
-        DWORD64 establisherFrame = 0;
-        PEXCEPTION_ROUTINE handler = RtlVirtualUnwind(UNW_FLAG_EHANDLER, imageBase, context.Rip, function, &context,
-                                                      &handlerData, &establisherFrame, nullptr);
-        if (handler)
-            return !isGnuPersonality(handler);
-    }
-    return false;
-}
-#endif
-
-#if defined(__i386__)
-struct dwarf_eh_bases {
-    void *tbase;
-    void *dbase;
-    void *func;
-};
-extern "C" const void *_Unwind_Find_FDE(void *pc, dwarf_eh_bases *bases);
-
-bool unwinderKnows(ULONG_PTR pc)
-{
-    dwarf_eh_bases bases;
-    return _Unwind_Find_FDE(reinterpret_cast<void *>(pc), &bases) != nullptr;
-}
-
-// Along the frame pointers from ebp: the first frame whose return address lies in code the
-// unwinder knows. Its return-address slot, or null when there is none on this thread's stack.
-ULONG_PTR *knownCallerSlot(ULONG_PTR ebp)
-{
-    // NT_TIB::StackBase and StackLimit (NtCurrentTeb's inline read trips -Warray-bounds).
-    ULONG_PTR high, low;
-    asm volatile("movl %%fs:4, %0" : "=r"(high));
-    asm volatile("movl %%fs:8, %0" : "=r"(low));
-    for (int depth = 0; depth < 64; ++depth) {
-        if (ebp < low || ebp + 8 > high || (ebp & 3))
-            return nullptr;
-        ULONG_PTR *frame = reinterpret_cast<ULONG_PTR *>(ebp);
-        if (unwinderKnows(frame[1])) {
-            // A function that realigns its stack (system code built to be called from code that
-            // keeps only 4-byte alignment) frames a copy of its return address and returns
-            // through the original, 4 to 16 bytes above the copy.
-            for (int above = 2; above <= 5 && ebp + 4 * above + 4 <= high; ++above) {
-                if (frame[above] == frame[1])
-                    return &frame[above];
-            }
-            return &frame[1];
-        }
-        if (frame[0] <= ebp)
-            return nullptr;
-        ebp = frame[0];
-    }
-    return nullptr;
-}
-#endif
-
 }  // namespace
-
-extern "C" void qvcoreSehTrampoline();
 
 // Called by the trampoline on the faulting thread, as if from the faulting instruction.
 extern "C" __attribute__((used, noreturn)) void qvcoreSehRaise(ThreadState *state)
@@ -282,70 +178,12 @@ extern "C" __attribute__((used, noreturn)) void qvcoreSehRaise(ThreadState *stat
     std::terminate();
 }
 
+// What differs per architecture: reading the thread information block, the frames a handler
+// must look at, the trampolines and how the faulting context is sent into them.
 #if defined(__x86_64__)
-// Entered with RAX = faulting RIP + 1, R10 = faulting RSP, R11 = the thread's state.
-asm(R"(
-    .text
-    .globl qvcoreSehTrampoline
-    .def qvcoreSehTrampoline; .scl 2; .type 32; .endef
-    .seh_proc qvcoreSehTrampoline
-qvcoreSehTrampoline:
-    movq %ss, %r9
-    pushq %r9
-    pushq %r10
-    pushfq
-    movq %cs, %r9
-    pushq %r9
-    pushq %rax
-    .seh_pushframe
-    subq $40, %rsp
-    .seh_stackalloc 40
-    .seh_endprologue
-    movq %r11, %rcx
-    call qvcoreSehRaise
-    ud2
-    .seh_endproc
-)");
+#include "qvcore/core/SEHTranslator-x86_64.inc"
 #elif defined(__i386__)
-// Entered with EAX = faulting EIP, EDX = faulting ESP, ECX = the thread's state.
-// CFA = [ESP + 4] (DW_CFA_def_cfa_expression: DW_OP_breg4 4, DW_OP_deref); EIP (column 8) is
-// saved at ESP + 8 (DW_CFA_expression: DW_OP_breg4 8).
-asm(R"(
-    .text
-    .globl _qvcoreSehTrampoline
-    .def _qvcoreSehTrampoline; .scl 2; .type 32; .endef
-_qvcoreSehTrampoline:
-    .cfi_startproc
-    .cfi_signal_frame
-    subl $16, %esp
-    movl %ecx, (%esp)
-    movl %edx, 4(%esp)
-    movl %eax, 8(%esp)
-    .cfi_escape 0x0f, 0x03, 0x74, 0x04, 0x06
-    .cfi_escape 0x10, 0x08, 0x02, 0x74, 0x08
-    call _qvcoreSehRaise
-    ud2
-    .cfi_endproc
-
-    .globl _qvcoreSehReturnTrampoline
-    .def _qvcoreSehReturnTrampoline; .scl 2; .type 32; .endef
-_qvcoreSehReturnTrampoline:
-    call _qvcoreSehReturnState
-    movl %eax, %ecx
-    movl 16(%ecx), %edx
-    movl 12(%ecx), %eax
-    decl %eax
-    jmp _qvcoreSehTrampoline
-)");
-
-// The state of the thread whose raising function just returned into the return trampoline.
-extern "C" __attribute__((used)) ThreadState *qvcoreSehReturnState()
-{
-    return currentState();
-}
-static_assert(offsetof(ThreadState, returnAddress) == 12 && offsetof(ThreadState, callerStack) == 16,
-              "the return trampoline reads these fields by offset");
-extern "C" void qvcoreSehReturnTrampoline();
+#include "qvcore/core/SEHTranslator-i686.inc"
 #else
 #error "structured-exception translation is written for x86_64 and i686"
 #endif
@@ -369,57 +207,18 @@ LONG CALLBACK translateFault(EXCEPTION_POINTERS *info)
     // A frame entered after the translator was set registered its own handler (system code that
     // probes memory, for instance): as with a frame-based translator, that handler sees the fault
     // first, untranslated.
-#if defined(__x86_64__)
-    ULONG_PTR faultingStack = info->ContextRecord->Rsp;
-#else
-    ULONG_PTR faultingStack = info->ContextRecord->Esp;
-#endif
-    if (innermostFrame(faultingStack) < state->frameMark)
+    if (innermostFrame(stackPointerOf(*info->ContextRecord)) < state->frameMark)
         return EXCEPTION_CONTINUE_SEARCH;
-#if defined(__x86_64__)
-    if (foreignHandlerFirst(*info->ContextRecord))
+    ResumePoint resume;
+    if (!findResumePoint(*record, *info->ContextRecord, resume))
         return EXCEPTION_CONTINUE_SEARCH;
-#endif
-    CONTEXT *context = info->ContextRecord;
-#if defined(__i386__)
-    ULONG_PTR *returnSlot = nullptr;
-    if (!unwinderKnows(context->Eip)) {
-        if (record->ExceptionFlags & EXCEPTION_NONCONTINUABLE)
-            return EXCEPTION_CONTINUE_SEARCH;
-        returnSlot = knownCallerSlot(context->Ebp);
-        if (!returnSlot)
-            return EXCEPTION_CONTINUE_SEARCH;
-    }
-#endif
 
     state->record = *record;
     state->record.ExceptionRecord = nullptr;  // a chained record stays on the abandoned stack
     state->context = *info->ContextRecord;
     state->pointers.ExceptionRecord = &state->record;
     state->pointers.ContextRecord = &state->context;
-
-#if defined(__i386__)
-    if (returnSlot) {
-        // The raising function returns normally, into the return trampoline.
-        state->returnAddress = *returnSlot;
-        state->callerStack = reinterpret_cast<ULONG_PTR>(returnSlot + 1);
-        *returnSlot = reinterpret_cast<ULONG_PTR>(&qvcoreSehReturnTrampoline);
-        return EXCEPTION_CONTINUE_EXECUTION;
-    }
-#endif
-#if defined(__x86_64__)
-    context->Rax = context->Rip + 1;
-    context->R10 = context->Rsp;
-    context->R11 = reinterpret_cast<DWORD64>(state);
-    context->Rsp = (context->Rsp - 128) & ~DWORD64(15);
-    context->Rip = reinterpret_cast<DWORD64>(&qvcoreSehTrampoline);
-#else
-    context->Eax = context->Eip;
-    context->Edx = context->Esp;
-    context->Ecx = reinterpret_cast<DWORD>(state);
-    context->Esp = (context->Esp - 64) & ~DWORD(15);
-    context->Eip = reinterpret_cast<DWORD>(&qvcoreSehTrampoline);
-#endif
+    resumeInTrampoline(*info->ContextRecord, state, resume);
     return EXCEPTION_CONTINUE_EXECUTION;
 }
 
@@ -460,13 +259,13 @@ QvSETranslatorFunction QvSetSETranslator(QvSETranslatorFunction translator)
     return previous;
 }
 
-SEHException::TryCatchEnabler::TryCatchEnabler() : m_previous(QvSetSETranslator(translateToSEHException))
+SEHException::TryCatchEnabler::TryCatchEnabler() : previous_(QvSetSETranslator(translateToSEHException))
 {
 }
 
 SEHException::TryCatchEnabler::~TryCatchEnabler()
 {
-    QvSetSETranslator(m_previous);
+    QvSetSETranslator(previous_);
 }
 
 void SEHCall::DoCall()

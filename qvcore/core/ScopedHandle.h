@@ -82,7 +82,8 @@ struct FileHandleTraits {
 };
 typedef ScopedHandle<FileHandleTraits> ScopedFileHandle;
 
-/// Kernel objects whose "none" is null: threads, events, mappings, processes, snapshots.
+/// Kernel objects whose "none" is null: threads, events, mappings, processes. (A process
+/// snapshot's "none" is INVALID_HANDLE_VALUE, as a file's: FileHandleTraits.)
 struct KernelHandleTraits {
     typedef HANDLE Handle;
     static Handle Invalid() { return nullptr; }
@@ -129,6 +130,33 @@ struct GlobalMemoryTraits {
     static void Close(Handle handle) { GlobalFree(handle); }
 };
 typedef ScopedHandle<GlobalMemoryTraits> ScopedGlobalMemory;
+
+/// Drawing objects (bitmaps, pens, brushes, fonts, regions): DeleteObject. An object must not
+/// be selected into a device context when its owner goes.
+template <class Object>
+struct GdiObjectTraits {
+    typedef Object Handle;
+    static Handle Invalid() { return nullptr; }
+    static void Close(Handle handle) { DeleteObject(handle); }
+};
+template <class Object>
+using ScopedGdiObject = ScopedHandle<GdiObjectTraits<Object>>;
+
+/// Device contexts made with CreateCompatibleDC or CreateDC: DeleteDC.
+struct MemoryDCTraits {
+    typedef HDC Handle;
+    static Handle Invalid() { return nullptr; }
+    static void Close(Handle handle) { DeleteDC(handle); }
+};
+typedef ScopedHandle<MemoryDCTraits> ScopedMemoryDC;
+
+/// The screen's device context from GetDC(nullptr): ReleaseDC.
+struct ScreenDCTraits {
+    typedef HDC Handle;
+    static Handle Invalid() { return nullptr; }
+    static void Close(Handle handle) { ReleaseDC(nullptr, handle); }
+};
+typedef ScopedHandle<ScreenDCTraits> ScopedScreenDC;
 
 template <class Interface>
 struct ComPointerTraits {

@@ -1,6 +1,6 @@
 #include "qvcore/core/String.h"
 
-#include "qvcore/internal/StringUnits.h"
+#include "qvcore/core/StringUnits_p.h"
 
 #include <algorithm>
 #include <cwctype>

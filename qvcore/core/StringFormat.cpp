@@ -1,9 +1,7 @@
-#include "qvcore/core/String.h"
-
+#include "qvcore/core/NumericLocale_p.h"
 #include "qvcore/core/ScopedHandle.h"
-#include "qvcore/internal/NumericLocale.h"
-#include "qvcore/internal/StringUnits.h"
-#include "qvcore/runtime/ModuleBase.h"
+#include "qvcore/core/String.h"
+#include "qvcore/core/StringUnits_p.h"
 
 #include <cstdarg>
 #include <stdio.h>
@@ -34,12 +32,6 @@ String formatMessageAnsi(const std::string &format, va_list *args)
                                     0, reinterpret_cast<LPSTR>(buffer.receive()), 0, args);
     return allocatedText(buffer, length);
 }
-
-// Stands in for an argument list with no arguments: any insert reads zeros instead of
-// whatever lies on the stack.
-const void *const kNoArguments[256] = {};
-
-const Unit kCrLf[] = {13, 10, 0};
 
 }  // namespace
 
@@ -98,22 +90,6 @@ String String::FromFormatV(const Base &fmt, va_list args)
     return FromFormatV(fmt.c_str(), args);
 }
 
-String String::FromFormat(ModuleBase *module, unsigned int id, ...)
-{
-    va_list args;
-    va_start(args, id);
-    String result = FromFormatV(module, id, args);
-    va_end(args);
-    return result;
-}
-
-String String::FromFormatV(ModuleBase *module, unsigned int id, va_list args)
-{
-    if (!module)
-        return String();
-    return FromFormatV(module->LoadString(id, 0, -1), args);
-}
-
 String &String::Format(const unsigned short *fmt, ...)
 {
     va_list args;
@@ -164,53 +140,6 @@ String String::FromFormatMessageV(const Base &fmt, va_list args)
     String result = formatMessageAnsi(ansi(fmt), &copy);
     va_end(copy);
     return result;
-}
-
-String String::FromFormatMessage(ModuleBase *module, unsigned int id, ...)
-{
-    va_list args;
-    va_start(args, id);
-    String result = FromFormatMessageV(module, id, args);
-    va_end(args);
-    return result;
-}
-
-String String::FromFormatMessageV(ModuleBase *module, unsigned int id, va_list args)
-{
-    if (!module)
-        return String();
-    return FromFormatMessageV(module->LoadString(id, 0, -1), args);
-}
-
-String &String::FormatMessage(ModuleBase *module, unsigned int id, ...)
-{
-    va_list args;
-    va_start(args, id);
-    *this = FromFormatMessageV(module, id, args);
-    va_end(args);
-    return *this;
-}
-
-String &String::LoadString(unsigned int id, int firstLine, int lastLine, ModuleBase *module)
-{
-    *this = module ? module->LoadString(id, firstLine, lastLine) : String();
-    return *this;
-}
-
-void String::AddMessage(ModuleBase *module, String &text, unsigned int id)
-{
-    if (id == 0) {
-        text << kCrLf;
-        return;
-    }
-    String message;
-    if (module) {
-        va_list none = reinterpret_cast<va_list>(const_cast<void **>(kNoArguments));
-        message = formatMessageAnsi(module->LoadString(id, 0, -1).SystemMultibyte(), &none);
-    }
-    if (!text.empty())
-        text << kCrLf;
-    text << message;
 }
 
 String String::FromError(unsigned long code)

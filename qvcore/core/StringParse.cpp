@@ -1,7 +1,6 @@
+#include "qvcore/core/NumericLocale_p.h"
 #include "qvcore/core/String.h"
-
-#include "qvcore/internal/NumericLocale.h"
-#include "qvcore/internal/StringUnits.h"
+#include "qvcore/core/StringUnits_p.h"
 
 #include <cmath>
 #include <limits>

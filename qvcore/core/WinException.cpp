@@ -1,7 +1,6 @@
 #include "qvcore/core/WinException.h"
 
-#include "qvcore/internal/SystemText.h"
-#include "qvcore/runtime/ModuleBase.h"
+#include "qvcore/core/SystemText_p.h"
 
 // --- WinException ------------------------------------------------------------------------------
 
@@ -28,7 +27,7 @@ String WinException::GetErrorString() const
 
 // --- SEHException ------------------------------------------------------------------------------
 
-SEHException::SEHException(unsigned long code, void *location) : m_code(code), m_location(location)
+SEHException::SEHException(unsigned long code, void *location) : code_(code), location_(location)
 {
 }
 
@@ -37,7 +36,7 @@ SEHException &SEHException::operator=(const SEHException &other) = default;
 String SEHException::GetCodeAsString() const
 {
     const char16_t *name;
-    switch (m_code) {
+    switch (code_) {
     case 0x80000002: name = u"Data type misalignment"; break;
     case 0x80000003: name = u"Break point"; break;
     case 0x80000004: name = u"Single step"; break;
@@ -66,7 +65,7 @@ String SEHException::GetCodeAsString() const
 String SEHException::GetModuleFileName() const
 {
     // A null handle would name the executable: a location outside every module has no name.
-    HINSTANCE module = ModuleBase::GetHInstance(m_location);
+    HMODULE module = SystemText::ModuleOfAddress(location_);
     if (!module)
         return String();
     return SystemText::ModuleFileName(module);
@@ -77,5 +76,5 @@ String SEHException::GetMsg() const
     // "%IX" is pointer-sized: a 64-bit location is written whole rather than cut to 32 bits.
     return String::FromFormat(String(u"Fatal exception '%s' caused by module '%s' at location 0x%08IX"),
                               GetCodeAsString().c_str(), GetModuleFileName().c_str(),
-                              reinterpret_cast<UINT_PTR>(m_location));
+                              reinterpret_cast<UINT_PTR>(location_));
 }

@@ -68,16 +68,16 @@ public:
         TryCatchEnabler &operator=(const TryCatchEnabler &) = delete;
 
     private:
-        QvSETranslatorFunction m_previous;
+        QvSETranslatorFunction previous_;
     };
 
     SEHException(unsigned long code, void *location);
     SEHException &operator=(const SEHException &other);
 
     /// The structured-exception code as the system reports it (0xC0000005, ...).
-    unsigned long GetCode() const { return m_code; }
+    unsigned long GetCode() const { return code_; }
     /// The address at which the exception occurred.
-    void *GetModuleLocation() const { return m_location; }
+    void *GetModuleLocation() const { return location_; }
 
     /// The name of the code ("Access violation", ...), "Unknown" for codes without one.
     String GetCodeAsString() const;
@@ -95,8 +95,8 @@ public:
     String GetMsg() const;
 
 private:
-    unsigned long m_code;
-    void *m_location;
+    unsigned long code_;
+    void *location_;
 };
 
 /// Runs Invoke() with the library's translator installed on the calling thread: a structured

@@ -1,6 +1,6 @@
 #include "qvcore/files/File.h"
 
-#include "qvcore/internal/SystemText.h"
+#include "qvcore/core/SystemText_p.h"
 #include "qvcore/runtime/SysInfo.h"
 
 #include <memory>

@@ -1,7 +1,8 @@
 #include "qvcore/files/FileData.h"
 
+#include "qvcore/core/SystemText_p.h"
+#include "qvcore/core/TextCast_p.h"
 #include "qvcore/files/File.h"
-#include "qvcore/internal/SystemText.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -22,12 +23,9 @@ struct FileDataLayout {
     static_assert(offsetof(FileData, shortFileName_) == 564, "short file name at 564");
 };
 
-namespace {
+using textcast::wide;
 
-const wchar_t *wide(const unsigned short *units)
-{
-    return reinterpret_cast<const wchar_t *>(units);
-}
+namespace {
 
 unsigned long long ticksOf(const DateTime &time)
 {

@@ -1,7 +1,6 @@
-#include "qvcore/files/File.h"
-
 #include "qvcore/core/MemoryBlock.h"
-#include "qvcore/internal/SystemText.h"
+#include "qvcore/core/SystemText_p.h"
+#include "qvcore/files/File.h"
 
 #include <shlwapi.h>
 

@@ -1,7 +1,7 @@
+#include "qvcore/core/SystemText_p.h"
+#include "qvcore/core/TextCast_p.h"
 #include "qvcore/files/File.h"
-
 #include "qvcore/files/FileData.h"
-#include "qvcore/internal/SystemText.h"
 
 #include <shlobj.h>
 #include <shlwapi.h>
@@ -12,6 +12,8 @@
 // The file-system queries: existence, sizes, the system's forms of a path, folders, and free
 // names. None of them throws on a system failure.
 
+using textcast::units;
+
 namespace {
 
 const unsigned long kDirectoryAttribute = 0x10;
@@ -19,12 +21,6 @@ const int kApplicationDataFolder = 26;
 // Numbered and random names give up after this many candidates in a row that the system
 // neither finds nor reports as absent (a missing or unreadable directory fails every one).
 const unsigned kMaxUnsearchableCandidates = 1000;
-
-// Wide literals and the library's units are both UTF-16 here.
-const unsigned short *units(const wchar_t *text)
-{
-    return reinterpret_cast<const unsigned short *>(text);
-}
 
 bool isDigit(unsigned short unit)
 {

@@ -1,6 +1,5 @@
+#include "qvcore/core/SystemText_p.h"
 #include "qvcore/files/MemoryMappedFile.h"
-
-#include "qvcore/internal/SystemText.h"
 
 // The mapping itself: opening the file, the view limits and granularity rounding. The typed
 // class users instantiate is in MemoryMappedFile.cpp.

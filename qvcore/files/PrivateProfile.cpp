@@ -1,12 +1,15 @@
 #include "qvcore/files/PrivateProfile.h"
 
+#include "qvcore/core/SystemText_p.h"
+#include "qvcore/core/TextCast_p.h"
 #include "qvcore/files/File.h"
-#include "qvcore/internal/SystemText.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <memory>
+
+using textcast::wide;
 
 namespace {
 
@@ -14,11 +17,6 @@ namespace {
 const DWORD kSectionBuffer = 32767;
 // What the section-names function returns when the names did not fit (the size less two).
 const DWORD kNamesCut = kSectionBuffer - 2;
-
-const wchar_t *wide(const String &text)
-{
-    return reinterpret_cast<const wchar_t *>(text.c_str());
-}
 
 String suffixed(const String &key, const wchar_t *suffix)
 {
@@ -279,7 +277,7 @@ bool getWide64(IPrivateProfile &profile, const String &section, const String &ke
     String text;
     if (!profile.GetValue(section, key, text))
         return false;
-    value = static_cast<Integer>(_wtoi64(wide(text)));
+    value = static_cast<Integer>(_wtoi64(wide(text.c_str())));
     return true;
 }
 
@@ -289,7 +287,7 @@ bool getWide32(IPrivateProfile &profile, const String &section, const String &ke
     String text;
     if (!profile.GetValue(section, key, text))
         return false;
-    value = static_cast<Integer>(_wtoi(wide(text)));
+    value = static_cast<Integer>(_wtoi(wide(text.c_str())));
     return true;
 }
 

@@ -3,7 +3,7 @@
 #include "qvcore/files/RegistryKey.h"
 
 #include "qvcore/core/ScopedHandle.h"
-#include "qvcore/internal/RegistryText.h"
+#include "qvcore/files/RegistryText_p.h"
 
 #include <shlwapi.h>
 

@@ -1,8 +1,7 @@
 // RegistryKey's values: the typed getters and setters, enumeration and deletion.
 
 #include "qvcore/files/RegistryKey.h"
-
-#include "qvcore/internal/RegistryText.h"
+#include "qvcore/files/RegistryText_p.h"
 
 #include <cstring>
 

@@ -1,12 +1,14 @@
 #include "qvcore/runtime/LogFile.h"
 
+#include "qvcore/core/CriticalSection_p.h"
 #include "qvcore/core/ScopedHandle.h"
+#include "qvcore/core/SystemText_p.h"
+#include "qvcore/core/TextCast_p.h"
 #include "qvcore/core/WinException.h"
+#include "qvcore/runtime/ComBoundary_p.h"
 #include "qvcore/runtime/ModuleBase.h"
-#include "qvcore/internal/ComBoundary.h"
-#include "qvcore/internal/CriticalSection.h"
-#include "qvcore/internal/ModuleLock.h"
-#include "qvcore/internal/SystemText.h"
+#include "qvcore/runtime/ModuleLock_p.h"
+#include "qvcore/runtime/RefCount_p.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -16,6 +18,8 @@
 const CLSID CLSID_QvCore = {0x16D389DE, 0x1A3F, 0x4A43, {0x98, 0x6D, 0x2D, 0x07, 0xC9, 0x1F, 0x91, 0x1B}};
 const IID IID_ILogFile = {0xE3F4C6F9, 0x11E5, 0x4F94, {0x82, 0xA6, 0x65, 0x6B, 0x0C, 0xE1, 0x2B, 0x04}};
 const IID IID_ILogFile2 = {0xCA520F39, 0x84EF, 0x4100, {0xB5, 0xBD, 0x76, 0x3C, 0x3E, 0xB2, 0x1E, 0xAE}};
+
+using textcast::units;
 
 namespace {
 
@@ -96,12 +100,6 @@ LogSink &sink()
     return theSink;
 }
 
-// The units of a UTF-16 literal, as the library's text functions take them.
-const unsigned short *units(const char16_t *literal)
-{
-    return reinterpret_cast<const unsigned short *>(literal);
-}
-
 bool isPathSeparator(unsigned short ch)
 {
     return ch == '\\' || ch == '/' || ch == ':';
@@ -143,15 +141,15 @@ HRESULT STDMETHODCALLTYPE LogFile::QueryInterface(REFIID riid, void **ppv)
 
 ULONG STDMETHODCALLTYPE LogFile::AddRef()
 {
-    return static_cast<ULONG>(InterlockedIncrement(&refCount_));
+    return refcount::Add(refCount_);
 }
 
 ULONG STDMETHODCALLTYPE LogFile::Release()
 {
-    LONG count = InterlockedDecrement(&refCount_);
-    if (count == 0)
+    const ULONG left = refcount::Drop(refCount_);
+    if (left == 0)
         delete this;
-    return static_cast<ULONG>(count);
+    return left;
 }
 
 HRESULT STDMETHODCALLTYPE LogFile::SetSourceModule(const void *address)

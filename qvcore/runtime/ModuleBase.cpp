@@ -4,6 +4,7 @@
 #include "qvcore/runtime/ModuleBase.h"
 
 #include "qvcore/core/ScopedHandle.h"
+#include "qvcore/core/SystemText_p.h"
 #include "qvcore/runtime/SysInfo.h"
 
 #include <algorithm>
@@ -63,16 +64,19 @@ ModuleBase::~ModuleBase()
 {
     // A module destroyed without Free() must not stay behind in the list as a dangling entry.
     Free();
-    if (resources_ && resources_ != module_)
-        FreeLibrary(resources_);
+    releaseLanguageFile();
+}
+
+void ModuleBase::releaseLanguageFile()
+{
+    // The language file is the object's own whenever it is not the module itself.
+    ScopedLibrary languageFile(resources_ != module_ ? resources_ : nullptr);
+    resources_ = module_;
 }
 
 HINSTANCE ModuleBase::GetHInstance(const void *address)
 {
-    MEMORY_BASIC_INFORMATION info;
-    if (VirtualQuery(address, &info, sizeof info) == 0)
-        return nullptr;
-    return static_cast<HINSTANCE>(info.AllocationBase);
+    return SystemText::ModuleOfAddress(address);
 }
 
 const std::vector<ModuleBase *> &ModuleBase::GetModules()
@@ -143,8 +147,7 @@ bool ModuleBase::GetLanguageDLLName(unsigned short, const String &, String &)
 
 void ModuleBase::Init(HINSTANCE module)
 {
-    if (resources_ && resources_ != module_)
-        FreeLibrary(resources_);
+    releaseLanguageFile();
     module_ = resources_ = module;
     std::vector<ModuleBase *> &modules = moduleList();
     if (std::find(modules.begin(), modules.end(), this) == modules.end())

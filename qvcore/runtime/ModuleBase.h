@@ -257,6 +257,8 @@ private:
     /// module_, or for a null module the executable's handle (which the system's resource
     /// functions would otherwise take as "the system's own").
     HINSTANCE moduleOrExecutable() const;
+    /// Unloads the language file, if one is in use; resources are the module's afterwards.
+    void releaseLanguageFile();
     /// Loads and checks the language file at path: its handle, or null.
     HINSTANCE loadLanguageFile(const String &path) const;
 };

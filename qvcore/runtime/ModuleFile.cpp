@@ -1,9 +1,8 @@
 // The module's file: its path and names, its version resource, its exports and the libraries
 // that lie beside it.
 
+#include "qvcore/core/SystemText_p.h"
 #include "qvcore/runtime/ModuleBase.h"
-
-#include "qvcore/internal/SystemText.h"
 
 #include <vector>
 

@@ -1,10 +1,9 @@
 // Services for the whole process and system: the listing of loaded modules and shutting the
 // system down.
 
-#include "qvcore/runtime/ModuleBase.h"
-
 #include "qvcore/core/ScopedHandle.h"
-#include "qvcore/internal/SystemText.h"
+#include "qvcore/core/SystemText_p.h"
+#include "qvcore/runtime/ModuleBase.h"
 #include "qvcore/runtime/SysInfo.h"
 
 #include <tlhelp32.h>

@@ -14,24 +14,6 @@ const unsigned int kStringTableType = 6;     // RT_STRING
 const unsigned int kAcceleratorType = 9;     // RT_ACCELERATOR
 const char kPictureType[] = "PICTURE";
 
-struct ScreenDCTraits {
-    typedef HDC Handle;
-    static Handle Invalid() { return nullptr; }
-    static void Close(Handle handle) { ReleaseDC(nullptr, handle); }
-};
-
-struct MemoryDCTraits {
-    typedef HDC Handle;
-    static Handle Invalid() { return nullptr; }
-    static void Close(Handle handle) { DeleteDC(handle); }
-};
-
-struct BitmapTraits {
-    typedef HBITMAP Handle;
-    static Handle Invalid() { return nullptr; }
-    static void Close(Handle handle) { DeleteObject(handle); }
-};
-
 // Keeps an object selected into a device context for a scope.
 class Selection {
 public:
@@ -169,13 +151,13 @@ HBITMAP ModuleBase::LoadPictureAsBmp(unsigned int id) const
     OLE_YSIZE_HIMETRIC height = 0;
     if (!picture || FAILED(picture->get_Width(&width)) || FAILED(picture->get_Height(&height)))
         return nullptr;
-    ScopedHandle<ScreenDCTraits> screen(GetDC(nullptr));
+    ScopedScreenDC screen(GetDC(nullptr));
     if (!screen)
         return nullptr;
     const int cx = pixels(width, GetDeviceCaps(screen.get(), LOGPIXELSX));
     const int cy = pixels(height, GetDeviceCaps(screen.get(), LOGPIXELSY));
-    ScopedHandle<MemoryDCTraits> memory(CreateCompatibleDC(screen.get()));
-    ScopedHandle<BitmapTraits> bitmap(memory ? CreateCompatibleBitmap(screen.get(), cx, cy) : nullptr);
+    ScopedMemoryDC memory(CreateCompatibleDC(screen.get()));
+    ScopedGdiObject<HBITMAP> bitmap(memory ? CreateCompatibleBitmap(screen.get(), cx, cy) : nullptr);
     if (!bitmap)
         return nullptr;
     {

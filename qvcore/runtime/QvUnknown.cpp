@@ -1,5 +1,7 @@
 #include "qvcore/runtime/QvUnknown.h"
 
+#include "qvcore/runtime/RefCount_p.h"
+
 const IID IID_QvDataObject = {0x7CADFC7D, 0xB1F1, 0x4010, {0xBA, 0x9C, 0xC8, 0x79, 0xE1, 0x1A, 0xB6, 0xB1}};
 
 // --- QvUnknown ------------------------------------------------------------------------------
@@ -24,15 +26,15 @@ HRESULT STDMETHODCALLTYPE QvUnknown::QueryInterface(REFIID, void **)
 
 ULONG STDMETHODCALLTYPE QvUnknown::AddRef()
 {
-    return static_cast<ULONG>(InterlockedIncrement(&refCount_));
+    return refcount::Add(refCount_);
 }
 
 ULONG STDMETHODCALLTYPE QvUnknown::Release()
 {
-    LONG count = InterlockedDecrement(&refCount_);
-    if (count == 0)
+    const ULONG left = refcount::Drop(refCount_);
+    if (left == 0)
         delete this;
-    return static_cast<ULONG>(count);
+    return left;
 }
 
 // --- DataObject -----------------------------------------------------------------------------
@@ -56,15 +58,15 @@ HRESULT STDMETHODCALLTYPE DataObject::QueryInterface(REFIID riid, void **ppv)
 
 ULONG STDMETHODCALLTYPE DataObject::AddRef()
 {
-    return ++refCount_;
+    return refcount::Add(refCount_);
 }
 
 ULONG STDMETHODCALLTYPE DataObject::Release()
 {
-    ULONG count = --refCount_;
-    if (count == 0)
+    const ULONG left = refcount::Drop(refCount_);
+    if (left == 0)
         delete this;
-    return count;
+    return left;
 }
 
 HRESULT STDMETHODCALLTYPE DataObject::QueryGetData(FORMATETC *)

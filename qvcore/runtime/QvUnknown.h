@@ -43,9 +43,10 @@ private:
 /// A minimal IDataObject for drag-and-drop and clipboard transfers, to be derived from: the
 /// derived class supplies GetData and GetDataHere.
 ///
-/// - The count is 1 after construction. AddRef and Release are plain, not atomic: a
-///   DataObject belongs to the one thread that runs the drag or clipboard operation. The
-///   Release that brings the count to zero deletes the object (create it with new).
+/// - The count is 1 after construction. AddRef and Release are atomic, as for QvUnknown
+///   (a DataObject mostly belongs to the one thread that runs the drag or clipboard
+///   operation). The Release that brings the count to zero deletes the object (create it with
+///   new).
 /// - QueryInterface answers IID_IUnknown, IID_IDataObject and IID_QvDataObject with the object
 ///   itself (count raised), anything else with E_NOINTERFACE and *ppv null.
 /// - Fixed answers: QueryGetData, GetCanonicalFormatEtc E_INVALIDARG; SetData, DAdvise
@@ -78,7 +79,7 @@ private:
     DataObject(const DataObject &) = delete;
     DataObject &operator=(const DataObject &) = delete;
 
-    ULONG refCount_;
+    volatile LONG refCount_;
 };
 
 #endif

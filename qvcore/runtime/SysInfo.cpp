@@ -1,7 +1,7 @@
 #include "qvcore/runtime/SysInfo.h"
 
 #include "qvcore/core/ScopedHandle.h"
-#include "qvcore/internal/SystemText.h"
+#include "qvcore/core/SystemText_p.h"
 #include "qvcore/runtime/LogFile.h"
 
 // The diagnostic provider's identifiers are defined here: no import library carries them.
@@ -16,13 +16,10 @@ namespace SysInfo {
 
 namespace {
 
-std::atomic<int> versionQueries{0};
-
 OSVERSIONINFOA queryVersion()
 {
     OSVERSIONINFOA version = {};
     version.dwOSVersionInfoSize = sizeof version;  // the 148-byte narrow record
-    ++versionQueries;
     ::GetVersionExA(&version);
     return version;
 }
@@ -52,11 +49,6 @@ System GetSystem()
         cached.store(system);
     }
     return static_cast<System>(system);
-}
-
-int GetSystemQueryCount()
-{
-    return versionQueries.load();
 }
 
 String OSNameFromVersion(unsigned long major, unsigned long minor, bool mediaCenter)

@@ -56,8 +56,6 @@ QVCORE_API String OSNameFromVersion(unsigned long major, unsigned long minor, bo
 QVCORE_API String ProcessorName(unsigned int architecture);
 /// The packed DirectX version; letter is the version letter (or any other character for none).
 QVCORE_API unsigned long PackDirectXVersion(unsigned long major, unsigned long minor, unsigned short letter);
-/// How often this process has asked the system for its version so far (GetSystem asks once).
-QVCORE_API int GetSystemQueryCount();
 
 }  // namespace SysInfo
 

@@ -1,6 +1,6 @@
 #include "qvcore/runtime/Thread.h"
 
-#include "qvcore/internal/CriticalSection.h"
+#include "qvcore/core/CriticalSection_p.h"
 
 #include <mmsystem.h>
 #include <objbase.h>

@@ -1,6 +1,6 @@
 #include "qvcore/streams/ObjectFactory.h"
 
-#include "qvcore/internal/CriticalSection.h"
+#include "qvcore/core/CriticalSection_p.h"
 
 #include <cxxabi.h>
 

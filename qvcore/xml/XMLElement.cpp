@@ -1,17 +1,17 @@
 // Navigating a loaded document: names, texts, attributes and child selection with either
 // parser generation.
 
+#include "qvcore/core/TextCast_p.h"
+#include "qvcore/xml/XMLCom_p.h"
 #include "qvcore/xml/XMLParser.h"
 
-#include "qvcore/internal/XMLCom.h"
-
 #include <utility>
+
+using textcast::units;
 
 using namespace xmlcom;
 
 namespace {
-
-const unsigned short *units(const wchar_t *text) { return reinterpret_cast<const unsigned short *>(text); }
 
 // Elements hold the parser's element object as the IDispatch it derives from; which interface
 // that is follows from the generation, which never changes once a document exists.
@@ -106,11 +106,11 @@ XMLElement::XMLElement(const XMLElement &other) noexcept
 {
     if (IDispatch *element = other.Get()) {
         element->AddRef();
-        m_element.reset(element);
+        element_.reset(element);
     }
 }
 
-XMLElement::XMLElement(XMLElement &&other) noexcept : m_element(std::move(other.m_element)) {}
+XMLElement::XMLElement(XMLElement &&other) noexcept : element_(std::move(other.element_)) {}
 
 XMLElement &XMLElement::operator=(const XMLElement &other) noexcept
 {
@@ -118,13 +118,13 @@ XMLElement &XMLElement::operator=(const XMLElement &other) noexcept
         return *this;
     if (IDispatch *element = other.Get())
         element->AddRef();
-    m_element.reset(other.Get());
+    element_.reset(other.Get());
     return *this;
 }
 
 XMLElement &XMLElement::operator=(XMLElement &&other) noexcept
 {
-    m_element = std::move(other.m_element);
+    element_ = std::move(other.element_);
     return *this;
 }
 

@@ -1,14 +1,15 @@
 // The texts of XMLException: COM failures and the newer parser's parse errors.
 
-#include "qvcore/internal/XMLCom.h"
+#include "qvcore/core/TextCast_p.h"
+#include "qvcore/xml/XMLCom_p.h"
 
 #include <string>
+
+using textcast::units;
 
 namespace xmlcom {
 
 namespace {
-
-const unsigned short *units(const wchar_t *text) { return reinterpret_cast<const unsigned short *>(text); }
 
 // The whole text of the system's message table for code in the default language, less one
 // trailing line break; empty where the table has none. (String::FromError keeps the first

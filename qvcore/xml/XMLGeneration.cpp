@@ -1,8 +1,7 @@
 // The parser's identifiers, its objects' creation and the process-wide choice of generation.
 
-#include "qvcore/internal/XMLCom.h"
-
 #include "qvcore/runtime/SysInfo.h"
+#include "qvcore/xml/XMLCom_p.h"
 
 namespace xmlcom {
 

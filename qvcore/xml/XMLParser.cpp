@@ -2,25 +2,19 @@
 
 #include "qvcore/xml/XMLParser.h"
 
+#include "qvcore/core/TextCast_p.h"
 #include "qvcore/files/File.h"
-#include "qvcore/internal/XMLCom.h"
+#include "qvcore/xml/XMLCom_p.h"
 
 #include <ocidl.h>
 
 #include <cstring>
 
+using textcast::units;
+
 using namespace xmlcom;
 
 namespace {
-
-const unsigned short *units(const wchar_t *text) { return reinterpret_cast<const unsigned short *>(text); }
-
-struct GlobalMemoryTraits {
-    typedef HGLOBAL Handle;
-    static Handle Invalid() { return nullptr; }
-    static void Close(Handle handle) { GlobalFree(handle); }
-};
-typedef ScopedHandle<GlobalMemoryTraits> ScopedGlobalMemory;
 
 // Variants own what they hold: each takes its own reference or string.
 void setString(Variant &v, const String &text)
@@ -151,7 +145,7 @@ XMLParser::~XMLParser() { Release(); }
 void XMLParser::Release() noexcept
 {
     Reset(nullptr);
-    m_document.reset();
+    document_.reset();
 }
 
 void XMLParser::ParseFile(const wchar_t *path)
@@ -168,7 +162,7 @@ void XMLParser::ParseFile(const wchar_t *path)
         if (loaded != VARIANT_TRUE)
             throwParseError(document.get());
         Reset(rootOf40(document.get()));
-        m_document.reset(document.release());
+        document_.reset(document.release());
         return;
     }
     if (!File::FileExists(name))
@@ -177,7 +171,7 @@ void XMLParser::ParseFile(const wchar_t *path)
     Bstr url = MakeBstr(name);
     checkLoad1(document.get(), document->put_URL(url.get()), &name);
     Reset(rootOf1(document.get()));
-    m_document.reset(document.release());
+    document_.reset(document.release());
 }
 
 void XMLParser::ParseData(const char *text)
@@ -193,7 +187,7 @@ void XMLParser::ParseData(const char *text)
         if (loaded != VARIANT_TRUE)
             throwParseError(document.get());
         Reset(rootOf40(document.get()));
-        m_document.reset(document.release());
+        document_.reset(document.release());
         return;
     }
     ComPtr<IXMLDocument> document = newDocument1();
@@ -203,7 +197,7 @@ void XMLParser::ParseData(const char *text)
     ComPtr<IStream> stream = streamOver(text);
     checkLoad1(document.get(), persist->Load(stream.get()), nullptr);
     Reset(rootOf1(document.get()));
-    m_document.reset(document.release());
+    document_.reset(document.release());
 }
 
 bool XMLParser::CanValidateSchema() const { return Generation() == 4; }
@@ -213,7 +207,7 @@ void XMLParser::ValidateSchema(const char *text)
     ErrorRecordScope errors;
     if (Generation() != 4)
         Throw(XMLException::InternalError, String(L"MSXML1 parser does not support validation"));
-    IXMLDOMDocument2 *document = static_cast<IXMLDOMDocument2 *>(m_document.get());
+    IXMLDOMDocument2 *document = static_cast<IXMLDOMDocument2 *>(document_.get());
     if (!document)
         ThrowComError(E_POINTER);
 

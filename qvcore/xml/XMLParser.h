@@ -61,7 +61,7 @@ public:
     ~XMLElement();
 
     /// True when the element is not empty.
-    operator bool() const noexcept { return m_element.valid(); }
+    operator bool() const noexcept { return element_.valid(); }
 
     /// The tag name as the parser reports it (the first generation of some systems reports
     /// it in upper case).
@@ -90,13 +90,13 @@ public:
 
 protected:
     /// Adopts the parser's element object (a reference the caller hands over).
-    explicit XMLElement(IDispatch *adopted) noexcept : m_element(adopted) {}
+    explicit XMLElement(IDispatch *adopted) noexcept : element_(adopted) {}
     /// The parser's element object: an IXMLDOMNode with generation 4, an IXMLElement with 1.
-    IDispatch *Get() const noexcept { return m_element.get(); }
-    void Reset(IDispatch *adopted) noexcept { m_element.reset(adopted); }
+    IDispatch *Get() const noexcept { return element_.get(); }
+    void Reset(IDispatch *adopted) noexcept { element_.reset(adopted); }
 
 private:
-    ComPtr<IDispatch> m_element;
+    ComPtr<IDispatch> element_;
 };
 
 /// A loaded document; as an XMLElement it is the document's root element, so navigation starts
@@ -133,7 +133,7 @@ private:
     void Release() noexcept;
 
     /// IXMLDOMDocument2 with generation 4, IXMLDocument with generation 1.
-    ComPtr<IDispatch> m_document;
+    ComPtr<IDispatch> document_;
 };
 
 #endif

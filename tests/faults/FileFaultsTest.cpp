@@ -5,7 +5,7 @@
 #include "qvcore/files/File.h"
 #include "qvcore/files/FileData.h"
 #include "qvcore/files/PrivateProfile.h"
-#include "qvcore/streams/FileStream.h"
+#include "qvcore/files/FileStream.h"
 
 #include "tests/support/StringPrinting.h"
 #include "tests/support/TempDirectory.h"

@@ -6,7 +6,7 @@
 // a failure it has no code for (what Wine reports for a file-size limit).
 
 #include "qvcore/files/File.h"
-#include "qvcore/streams/FileStream.h"
+#include "qvcore/files/FileStream.h"
 
 #include <cstdio>
 #include <cstring>

@@ -3,7 +3,7 @@
 #include "tests/support/TempDirectory.h"
 
 #include "qvcore/files/FileData.h"
-#include "qvcore/streams/FileStream.h"
+#include "qvcore/files/FileStream.h"
 
 namespace {
 

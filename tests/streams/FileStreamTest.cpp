@@ -1,6 +1,6 @@
 #include "tests/support/StreamTestSupport.h"
 
-#include "qvcore/streams/FileStream.h"
+#include "qvcore/files/FileStream.h"
 
 #include <cstring>
 

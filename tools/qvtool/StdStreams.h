@@ -5,7 +5,7 @@
 // shared by the commands that move data through the library's stream chains; and the one path
 // by which every command's text for people reaches standard output and the error stream.
 
-#include "qvcore/streams/FileStream.h"
+#include "qvcore/files/FileStream.h"
 
 #include <memory>
 #include <string>

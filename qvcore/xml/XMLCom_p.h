@@ -1,9 +1,9 @@
-#ifndef QVCORE_INTERNAL_XMLCOM_H
-#define QVCORE_INTERNAL_XMLCOM_H
+#ifndef QVCORE_XML_XMLCOM_P_H
+#define QVCORE_XML_XMLCOM_P_H
 
-// Internal to the library: what the XML classes' sources share about the system's COM XML
-// parser: its identifiers, the process-wide choice of its generation, creating its objects,
-// owners for its strings and variants, and the one way each kind of failure is thrown.
+// Private to the library (not installed): what the XML classes' sources share about the system's
+// COM XML parser: its identifiers, the process-wide choice of its generation, creating its
+// objects, owners for its strings and variants, and the one way each kind of failure is thrown.
 
 #include "qvcore/Platform.h"
 #include "qvcore/core/ScopedHandle.h"

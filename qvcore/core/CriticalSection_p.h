@@ -1,8 +1,9 @@
-#ifndef QVCORE_INTERNAL_CRITICALSECTION_H
-#define QVCORE_INTERNAL_CRITICALSECTION_H
+#ifndef QVCORE_CORE_CRITICALSECTION_P_H
+#define QVCORE_CORE_CRITICALSECTION_P_H
 
-// Internal to the library: the system's critical section as an object, and the guard that
-// holds it for a scope (recursive, as the system's is); guards for slim reader/writer locks.
+// Private to the library (not installed): the system's critical section as an object, and the
+// guard that holds it for a scope (recursive, as the system's is); guards for slim reader/writer
+// locks.
 
 #include "qvcore/Platform.h"
 

@@ -1,4 +1,4 @@
-#include "qvcore/internal/NumericLocale.h"
+#include "qvcore/core/NumericLocale_p.h"
 
 namespace {
 

@@ -1,11 +1,12 @@
-#ifndef QVCORE_INTERNAL_STRINGUNITS_H
-#define QVCORE_INTERNAL_STRINGUNITS_H
+#ifndef QVCORE_CORE_STRINGUNITS_P_H
+#define QVCORE_CORE_STRINGUNITS_P_H
 
-// Internal to the library: what String's source files share about its units and its length
-// limit.
+// Private to the library (not installed): what String's source files share about its units and its
+// length limit.
 
 #include "qvcore/core/String.h"
-#include "qvcore/internal/SystemText.h"
+#include "qvcore/core/SystemText_p.h"
+#include "qvcore/core/TextCast_p.h"
 
 #include <cstddef>
 #include <stdexcept>
@@ -15,6 +16,8 @@ namespace stringunits {
 
 typedef String::Base Base;
 typedef unsigned short Unit;
+using textcast::units;
+using textcast::wide;
 
 /// The longest String there can be.
 const std::size_t kMaxLength = 2147483645u;
@@ -29,11 +32,6 @@ inline void checkLength(std::size_t length)
     if (length > kMaxLength)
         throwTooLong();
 }
-
-// Wide text and the library's units are both UTF-16 here.
-inline const wchar_t *wide(const Unit *s) { return reinterpret_cast<const wchar_t *>(s); }
-inline wchar_t *wide(Unit *s) { return reinterpret_cast<wchar_t *>(s); }
-inline const Unit *units(const wchar_t *s) { return reinterpret_cast<const Unit *>(s); }
 
 inline std::size_t unitLength(const Unit *s)
 {

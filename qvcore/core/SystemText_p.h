@@ -1,7 +1,8 @@
-#ifndef QVCORE_INTERNAL_SYSTEMTEXT_H
-#define QVCORE_INTERNAL_SYSTEMTEXT_H
+#ifndef QVCORE_CORE_SYSTEMTEXT_P_H
+#define QVCORE_CORE_SYSTEMTEXT_P_H
 
-// Internal to the library: the two patterns every narrow system call repeats, written once.
+// Private to the library (not installed), shared by every layer: the two patterns every narrow
+// system call repeats, written once.
 // - Code-page conversion of UTF-16 units to bytes, allocating or into the caller's buffer.
 // - The "ask the size, then fill" loop of the system's text queries, for each of the two
 //   conventions by which those functions say that a buffer was too small.
@@ -85,6 +86,10 @@ String QueryString(QueryFunction query, SizeConvention convention)
 
 /// The full path of a loaded module; empty for a null module or on failure.
 String ModuleFileName(HMODULE module);
+
+/// The allocation base of the memory region holding address: for code or data of a module, its
+/// handle. Null when the address lies in no allocated region.
+HMODULE ModuleOfAddress(const void *address);
 
 }  // namespace SystemText
 

@@ -1,8 +1,8 @@
-#ifndef QVCORE_INTERNAL_COMBOUNDARY_H
-#define QVCORE_INTERNAL_COMBOUNDARY_H
+#ifndef QVCORE_RUNTIME_COMBOUNDARY_P_H
+#define QVCORE_RUNTIME_COMBOUNDARY_P_H
 
-// Internal to the library: the one place where a COM-facing slot stops exceptions. A COM
-// caller may be built with another compiler and runtime and cannot catch what the library
+// Private to the library (not installed): the one place where a COM-facing slot stops exceptions.
+// A COM caller may be built with another compiler and runtime and cannot catch what the library
 // throws, so nothing may leave a slot but its HRESULT.
 
 #include "qvcore/Platform.h"

@@ -1,10 +1,10 @@
-#ifndef QVCORE_INTERNAL_REGISTRYTEXT_H
-#define QVCORE_INTERNAL_REGISTRYTEXT_H
+#ifndef QVCORE_FILES_REGISTRYTEXT_P_H
+#define QVCORE_FILES_REGISTRYTEXT_P_H
 
-// Internal to the library: key names, value names and string values on their way to the
-// narrow registry functions.
+// Private to the library (not installed): key names, value names and string values on their way to
+// the narrow registry functions.
 
-#include "qvcore/internal/SystemText.h"
+#include "qvcore/core/SystemText_p.h"
 
 #include <string>
 

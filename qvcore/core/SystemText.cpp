@@ -1,15 +1,10 @@
-#include "qvcore/internal/SystemText.h"
+#include "qvcore/core/SystemText_p.h"
+
+#include "qvcore/core/TextCast_p.h"
+
+using textcast::wide;
 
 namespace SystemText {
-
-namespace {
-
-const wchar_t *wide(const unsigned short *text)
-{
-    return reinterpret_cast<const wchar_t *>(text);
-}
-
-}  // namespace
 
 std::string Encode(unsigned codePage, const unsigned short *text, std::size_t count)
 {
@@ -83,6 +78,14 @@ String ModuleFileName(HMODULE module)
         return String();
     return QueryString([module](char *buffer, DWORD size) { return GetModuleFileNameA(module, buffer, size); },
                        SizeConvention::TruncatedToBuffer);
+}
+
+HMODULE ModuleOfAddress(const void *address)
+{
+    MEMORY_BASIC_INFORMATION info;
+    if (VirtualQuery(address, &info, sizeof info) == 0)
+        return nullptr;
+    return static_cast<HMODULE>(info.AllocationBase);
 }
 
 }  // namespace SystemText

@@ -1,6 +1,6 @@
-#include "qvcore/streams/FileStream.h"
+#include "qvcore/files/FileStream.h"
 
-#include "qvcore/internal/SystemText.h"
+#include "qvcore/core/SystemText_p.h"
 
 namespace {
 

@@ -1,37 +1,17 @@
-// The library's COM entry points. They are exported through the module-definition file
-// beside this source, which gives them their undecorated names on every architecture
+// The library's COM entry points: above every layer, since they hand out the log object and
+// register the library through the registry. They are exported through the module-definition
+// file beside this source, which gives them their undecorated names on every architecture
 // (i686 would otherwise export the __stdcall names as DllGetClassObject@12).
 
 #include "qvcore/files/RegistryKey.h"
+#include "qvcore/runtime/ComBoundary_p.h"
 #include "qvcore/runtime/LogFile.h"
 #include "qvcore/runtime/ModuleBase.h"
-#include "qvcore/internal/ComBoundary.h"
-#include "qvcore/internal/ModuleLock.h"
+#include "qvcore/runtime/ModuleLock_p.h"
 
 #include <olectl.h>
 
 #include <new>
-
-namespace {
-
-volatile LONG moduleLockCount = 0;
-
-}  // namespace
-
-void QvLockModule()
-{
-    InterlockedIncrement(&moduleLockCount);
-}
-
-void QvUnlockModule()
-{
-    InterlockedDecrement(&moduleLockCount);
-}
-
-long QvModuleLockCount()
-{
-    return InterlockedCompareExchange(&moduleLockCount, 0, 0);
-}
 
 STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID *ppv)
 {
