@@ -158,7 +158,8 @@ TEST_F(PrivateProfileTest, SignatureMismatchesAndMissingFilesThrowAndChangeNothi
             EXPECT_FALSE(e.message.empty());
         }
     }
-    EXPECT_FILE_ERROR(profile->Load(path(L"missing.ini")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EXCEPTION(File::Exception, profile->Load(path(L"missing.ini")),
+                     ERROR_FILE_NOT_FOUND, String::FromError(ERROR_FILE_NOT_FOUND));
     EXPECT_EQ("[Kept]k=v;", dump(*profile));
 
     // The signature leads the saved file, and the file loads again.
@@ -208,8 +209,9 @@ TEST_F(PrivateProfileTest, TenThousandKeysSaveAndLoadWhileTooManySectionNamesLoa
     // The client can tell, and the file it could not read is not overwritten with nothing.
     EXPECT_TRUE(none->IsSectionListCut());
     none->SetValue(String(L"New"), String(L"k"), 1);
-    EXPECT_FILE_ERROR(none->Save(path(L"many.ini")), ERROR_MORE_DATA);
-    EXPECT_FILE_ERROR(none->WriteSections(), ERROR_MORE_DATA);
+    EXPECT_EXCEPTION(File::Exception, none->Save(path(L"many.ini")),
+                     ERROR_MORE_DATA, String::FromError(ERROR_MORE_DATA));
+    EXPECT_EXCEPTION(File::Exception, none->WriteSections(), ERROR_MORE_DATA, String::FromError(ERROR_MORE_DATA));
     EXPECT_EQ(many, filetest::readFile(path(L"many.ini")));
     none->Save(path(L"other.ini"));  // another file may be written
     none->Load(path(L"other.ini"));

@@ -102,8 +102,8 @@ TEST_F(RegistryObjectTest, AGraphDeeperThanAReaderTakesIsRefusedAndNothingStored
     for (int i = 0; i + 1 < allowed + 1000; ++i)
         nodes[i].SetLink(&nodes[i + 1]);
 
-    EXPECT_STREAM_EXCEPTION(key().WriteObject(String(L"deep"), *factory, nodes[0]), StreamBase::MalformedData,
-                            "Objects nested too deeply to be read back");
+    EXPECT_EXCEPTION(StreamBase::Exception, key().WriteObject(String(L"deep"), *factory, nodes[0]),
+                     StreamBase::MalformedData, "Objects nested too deeply to be read back");
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, rawValue("deep").result);
 
     nodes[allowed - 1].SetLink(nullptr);

@@ -179,7 +179,7 @@ TEST_F(GraphTest, ANewerVersionThrowsCode6AndAnOlderOneIsReadAsItsVersion)
     {
         MemoryInputStream memory(newer);
         SerializingInputStream in(*factory, memory);
-        EXPECT_STREAM_EXCEPTION(in.Create(), StreamBase::VersionTooHigh, "Object version too high");
+        EXPECT_EXCEPTION(StreamBase::Exception, in.Create(), StreamBase::VersionTooHigh, "Object version too high");
     }
     Versioned::current() = 2;
     MemoryInputStream memory(older);
@@ -228,9 +228,9 @@ TEST_F(GraphTest, EveryMalformedItemThrowsCode3WithItsText)
         if (row.call == ReadNode && row.text == std::string("Wrong type of object in stream"))
             held.emplace_back(in.Create());  // the palette the back-reference points at
         switch (row.call) {
-        case ReadRef: EXPECT_STREAM_EXCEPTION(in.ReadRef(), 3, row.text); break;
-        case Create: EXPECT_STREAM_EXCEPTION(in.Create(), 3, row.text); break;
-        case ReadNode: EXPECT_STREAM_EXCEPTION(in.Read(node), 3, row.text); break;
+        case ReadRef: EXPECT_EXCEPTION(StreamBase::Exception, in.ReadRef(), 3, row.text); break;
+        case Create: EXPECT_EXCEPTION(StreamBase::Exception, in.Create(), 3, row.text); break;
+        case ReadNode: EXPECT_EXCEPTION(StreamBase::Exception, in.Read(node), 3, row.text); break;
         }
     }
 }
@@ -268,7 +268,7 @@ TEST_F(GraphTest, ObjectsCreatedBeforeAFailureAreReleasedAtEveryCut)
         {
             MemoryInputStream memory(bytes.data(), static_cast<int>(cut));
             SerializingInputStream in(*factory, memory);
-            EXPECT_STREAM_EXCEPTION(in.ReadRef(), StreamBase::EndOfData, "Memory block too short");
+            EXPECT_EXCEPTION(StreamBase::Exception, in.ReadRef(), StreamBase::EndOfData, "Memory block too short");
         }
         EXPECT_EQ(before, graph::liveObjects());
     }
@@ -285,7 +285,7 @@ TEST_F(GraphTest, AClassRegisteredUnderItsOldNameTooReadsDataWrittenUnderIt)
     {
         MemoryInputStream memory(old);
         SerializingInputStream in(*factory, memory);
-        EXPECT_STREAM_EXCEPTION(in.ReadRef(), 3, "Unexpected object in stream");
+        EXPECT_EXCEPTION(StreamBase::Exception, in.ReadRef(), 3, "Unexpected object in stream");
     }
     QV_SERIAL_CLASS_NAMED(*factory, Node, "old::Node");
     MemoryInputStream memory(old);
@@ -323,7 +323,7 @@ TEST_F(GraphTest, NestingBeyondTheLimitIsMalformedDataNotAStackOverflow)
     std::string hostile = chain(100000);
     MemoryInputStream memory(hostile);
     SerializingInputStream in(*factory, memory);
-    EXPECT_STREAM_EXCEPTION(in.ReadRef(), 3, "Objects nested too deeply in stream");
+    EXPECT_EXCEPTION(StreamBase::Exception, in.ReadRef(), 3, "Objects nested too deeply in stream");
 }
 
 namespace {
