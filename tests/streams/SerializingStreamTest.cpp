@@ -253,27 +253,6 @@ TEST_F(GraphTest, ASingletonThatAlreadyLivesIsReportedWithTheLiveInstance)
     EXPECT_EQ(before, graph::liveObjects()) << "the second palette is released";
 }
 
-// A chain of three nodes cut short at every byte: whatever was created is released, and
-// every cut is a stream exception.
-TEST_F(GraphTest, ObjectsCreatedBeforeAFailureAreReleasedAtEveryCut)
-{
-    ComPtr<Node> a(new Node(1, 1)), b(new Node(2, 2)), c(new Node(3, 3));
-    a->SetLink(b.get());
-    b->SetLink(c.get());
-    std::string bytes = Written([&](SerializingOutputStream &out) { out.WriteRef(a.get()); });
-    ASSERT_EQ(3u * (12 + 14) + 12, bytes.size());
-    for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
-        SCOPED_TRACE(cut);
-        int before = graph::liveObjects();
-        {
-            MemoryInputStream memory(bytes.data(), static_cast<int>(cut));
-            SerializingInputStream in(*factory, memory);
-            EXPECT_EXCEPTION(StreamBase::Exception, in.ReadRef(), StreamBase::EndOfData, "Memory block too short");
-        }
-        EXPECT_EQ(before, graph::liveObjects());
-    }
-}
-
 TEST_F(GraphTest, AClassRegisteredUnderItsOldNameTooReadsDataWrittenUnderIt)
 {
     // A node written while its class was called old::Node: a reference to it inline, a = 5,
