@@ -100,14 +100,11 @@ TEST_F(OpenLog, LogTextWritesEachNonEmptyLineAndLogFormatFormatsFirst)
                         "[hh:mm:ss]              002.5\r\n");
 }
 
-// The system's first line of text for a code.
+// The system's first line of text for a code, as a log line holds it (without line breaks).
 std::string systemText(DWORD code)
 {
-    char buffer[1024];
-    DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0, buffer,
-                                  sizeof buffer, nullptr);
-    std::string text(buffer, length);
-    return text.substr(0, text.find_first_of("\r\n"));
+    std::string text = systemFirstLine(code);
+    return text.substr(0, text.find('\r'));
 }
 
 // The system's error text, or one of its own, or none at all (throws) for a null text.
