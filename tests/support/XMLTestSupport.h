@@ -68,11 +68,13 @@ inline String systemMessage(HRESULT code)
     return String::FromSystemMultibyte(text);
 }
 
-/// The library's text for a COM call given a null pointer: a fixed frame around the system's
-/// text for E_POINTER.
+/// The library's text for a COM call given a null pointer: E_POINTER's system text in a fixed
+/// frame, or the code itself where the system has no text for it (Wine).
 inline String invalidPointerText()
 {
-    return String(L"Unexpected COM error.\nMessage: ") + systemMessage(E_POINTER) + String(L"\n");
+    const String system = systemMessage(E_POINTER);
+    return String(L"Unexpected COM error.\nMessage: ") +
+           (system.empty() ? String(L"Unknown error 0x80004003") : system) + String(L"\n");
 }
 
 /// What the newer parser itself reports for text (loaded as loadXML does) or for a file.
