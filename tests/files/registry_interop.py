@@ -55,7 +55,6 @@ try:
         ("Empty", "REG_SZ", "", [], ""),
         ("Count", "REG_DWORD", "4294967295", [], "4294967295"),
         ("Flag", "REG_DWORD", "1", ["--type", "bool"], "true"),
-        ("Two", "REG_DWORD", "2", ["--type", "bool"], "false"),
         ("Blob", "REG_BINARY", "00FF10", [], "00FF10"),
         ("Big", "REG_SZ", "-9223372036854775808", ["--type", "int64"], "-9223372036854775808"),
         ("Ratio", "REG_SZ", "0.125", ["--type", "float"], "0.125"),
