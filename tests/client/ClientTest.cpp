@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
-#include <list>
 #include <string>
 
 namespace {
@@ -24,38 +23,6 @@ Fn entry(const char *name)
 }
 
 }  // namespace
-
-TEST(Client, CatchesExceptionThrownInsideTheLibrary)
-{
-    MemoryBlock ok(3);
-    EXPECT_EQ(3, ok.size());
-    try {
-        MemoryBlock bad(-5);
-        FAIL() << "no exception";
-    } catch (const std::invalid_argument &e) {
-        EXPECT_NE(std::string::npos, std::string(e.what()).find("negative size"));
-    }
-}
-
-TEST(Client, StringsCrossTheLibraryBoundaryByValue)
-{
-    String word = String::FromUtf8("caf\xC3\xA9");
-    String upper = word.UpperCase();  // allocated in the library
-    upper += String(u"!");            // grown here
-    EXPECT_EQ(String(u"CAF\u00C9!"), upper);
-    std::list<String> parts = String(u"a,b,c").Split(u',');
-    EXPECT_EQ(3u, parts.size());
-    EXPECT_EQ(String(u"a+b+c"), String::Join(parts, String(u"+")));
-
-    MemoryBlockVector vector;
-    std::string text(70000, 'a');
-    text[69999] = '\0';
-    vector.append(text.data(), static_cast<int>(text.size()));
-    std::string back = vector.toString();  // built and sized in the library, freed here
-    EXPECT_EQ(text, back);
-    back += "client side growth";
-    EXPECT_EQ(text.size() + 18, back.size());
-}
 
 TEST(Client, PluginPassesStringsAndExceptionsBetweenLibraryAndApplication)
 {

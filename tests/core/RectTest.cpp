@@ -1,18 +1,9 @@
 #include "qvcore/core/Rect.h"
+#include "tests/support/RectPrinting.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-
-#include <ostream>
-#include <tuple>
-
-void PrintTo(const Point &p, std::ostream *out) { *out << '(' << p.x << ", " << p.y << ')'; }
-void PrintTo(const Size &s, std::ostream *out) { *out << '(' << s.cx << " x " << s.cy << ')'; }
-void PrintTo(const Rect &r, std::ostream *out)
-{
-    *out << '(' << r.left << ", " << r.top << ", " << r.right << ", " << r.bottom << ')';
-}
 
 namespace {
 

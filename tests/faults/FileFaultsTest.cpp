@@ -20,18 +20,6 @@ namespace {
 
 using filetest::TempDirectoryTest;
 
-// A StreamBase::Exception of code SystemError carrying the system's text for expectedCode.
-#define EXPECT_STREAM_SYSTEM_ERROR(statement, expectedCode)                          \
-    do {                                                                             \
-        try {                                                                        \
-            statement;                                                               \
-            ADD_FAILURE() << "no exception from " #statement;                       \
-        } catch (const StreamBase::Exception &e) {                                   \
-            EXPECT_EQ(StreamBase::SystemError, e.code);                              \
-            EXPECT_EQ(String::FromError(expectedCode), e.message);                   \
-        }                                                                            \
-    } while (0)
-
 const std::string kOriginal = "[Keep]\r\nvalue=original\r\n";
 
 bool writable(const String &path)
@@ -75,96 +63,20 @@ protected:
 TEST_F(ReadOnlyFile, FilesStreamsAndProfilesAreDeniedAndTheContentKept)
 {
     File file;
-    EXPECT_FILE_ERROR(file.Create(target_, GENERIC_WRITE, 0, false, CREATE_ALWAYS, 0), ERROR_ACCESS_DENIED);
+    EXPECT_EXCEPTION(File::Exception, file.Create(target_, GENERIC_WRITE, 0, false, CREATE_ALWAYS, 0),
+                     ERROR_ACCESS_DENIED, String::FromError(ERROR_ACCESS_DENIED));
     EXPECT_FALSE(file.IsValid());
-    EXPECT_FILE_ERROR(file.OpenForReadWrite(target_, 0, OPEN_EXISTING, false, 0), ERROR_ACCESS_DENIED);
-    EXPECT_STREAM_SYSTEM_ERROR(FileOutputStream stream(target_, false), ERROR_ACCESS_DENIED);
-    EXPECT_STREAM_SYSTEM_ERROR(FileOutputStream stream(target_, true), ERROR_ACCESS_DENIED);
+    EXPECT_EXCEPTION(File::Exception, file.OpenForReadWrite(target_, 0, OPEN_EXISTING, false, 0),
+                     ERROR_ACCESS_DENIED, String::FromError(ERROR_ACCESS_DENIED));
+    EXPECT_EXCEPTION(StreamBase::Exception, FileOutputStream stream(target_, false),
+                     StreamBase::SystemError, String::FromError(ERROR_ACCESS_DENIED));
+    EXPECT_EXCEPTION(StreamBase::Exception, FileOutputStream stream(target_, true),
+                     StreamBase::SystemError, String::FromError(ERROR_ACCESS_DENIED));
     PrivateProfile profile;
     profile.SetValue(String(L"Keep"), String(L"value"), 42);
-    EXPECT_FILE_ERROR(profile.Save(target_), ERROR_ACCESS_DENIED);
+    EXPECT_EXCEPTION(File::Exception, profile.Save(target_),
+                     ERROR_ACCESS_DENIED, String::FromError(ERROR_ACCESS_DENIED));
     EXPECT_EQ(kOriginal, filetest::readFile(target_));
-}
-
-class SharedFile : public TempDirectoryTest {
-protected:
-    void SetUp() override
-    {
-        TempDirectoryTest::SetUp();
-        target_ = path(String(L"data.bin"));
-        filetest::writeFile(target_, kOriginal);
-    }
-    String target_;
-};
-
-TEST_F(SharedFile, WritingARegionLockedByAnotherHandleGivesTheLockViolation)
-{
-    const unsigned share = FILE_SHARE_READ | FILE_SHARE_WRITE;
-    File owner;
-    owner.OpenForReadWrite(target_, share, OPEN_EXISTING, false, 0);
-    owner.LockRegion(0, 8);
-
-    File other;
-    other.OpenForReadWrite(target_, share, OPEN_EXISTING, false, 0);
-    {
-        HANDLE probe = CreateFileA(target_.SystemMultibyte().c_str(), GENERIC_WRITE, share, nullptr, OPEN_EXISTING,
-                                   0, nullptr);
-        DWORD written = 0;
-        const BOOL wrote = WriteFile(probe, "[", 1, &written, nullptr);
-        CloseHandle(probe);
-        if (wrote)
-            GTEST_SKIP() << "the system does not hold writes to locked regions (Wine keeps locks among "
-                            "LockFile calls only)";
-    }
-    EXPECT_FILE_ERROR(other.Write(std::string("XXXX")), ERROR_LOCK_VIOLATION);
-    std::string read;
-    other.SetFilePos(0, 0);
-    EXPECT_FILE_ERROR(other.Read(read, 4), ERROR_LOCK_VIOLATION);
-    {
-        FileOutputStream stream(other, false);
-        other.SetFilePos(2, 0);
-        EXPECT_STREAM_SYSTEM_ERROR(stream.Write("YY", 2), ERROR_LOCK_VIOLATION);
-    }
-    EXPECT_EQ(kOriginal, filetest::readFile(target_));
-
-    // Past the locked region the other handle writes as usual.
-    other.SetFilePos(8, 0);
-    EXPECT_EQ(2u, other.Write(std::string("ZZ")));
-    owner.UnlockRegion(0, 8);
-    other.SetFilePos(0, 0);
-    EXPECT_EQ(1u, other.Write(std::string("[")));
-    std::string expected = kOriginal;
-    expected.replace(8, 2, "ZZ");
-    EXPECT_EQ(expected, filetest::readFile(target_));
-}
-
-TEST_F(SharedFile, OpeningAFileHeldWithoutSharingGivesTheSharingViolation)
-{
-    File owner;
-    owner.OpenForReading(target_, 0, OPEN_EXISTING, false, 0);
-
-    File other;
-    EXPECT_FILE_ERROR(other.Create(target_, GENERIC_WRITE, 0, false, CREATE_ALWAYS, 0), ERROR_SHARING_VIOLATION);
-    EXPECT_STREAM_SYSTEM_ERROR(FileOutputStream stream(target_, false), ERROR_SHARING_VIOLATION);
-    PrivateProfile profile;
-    EXPECT_FILE_ERROR(profile.Save(target_), ERROR_SHARING_VIOLATION);
-    owner.Close();
-    EXPECT_EQ(kOriginal, filetest::readFile(target_));
-}
-
-// The system's own full device: every write fails as on a full disk.
-TEST(FullDevice, WritesFailWithTheDiskFullText)
-{
-    File file;
-    try {
-        file.Create(String(L"Z:\\dev\\full"), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, false,
-                    OPEN_EXISTING, 0);
-    } catch (const File::Exception &e) {
-        GTEST_SKIP() << "the host's full device cannot be opened here (error " << e.code << ")";
-    }
-    EXPECT_FILE_ERROR(file.Write(std::string(4096, 'x')), ERROR_DISK_FULL);
-    FileOutputStream stream(file, false);
-    EXPECT_STREAM_SYSTEM_ERROR(stream.Write("abc", 3), ERROR_DISK_FULL);
 }
 
 class RemovedUnderFinder : public TempDirectoryTest {};

@@ -96,31 +96,6 @@ TEST(FailingTarget, CRCChainKeepsEveryBlockWrittenBeforeTheFailure)
     EXPECT_EQ(StreamBase::EndOfData, end.code);
 }
 
-TEST(FailingTarget, CompressingChainKeepsEverySyncedChunk)
-{
-    const std::string data = patternBytes(40 * kChunk);
-    FillingTarget disk(10000);
-    StreamBase::Exception failure{};
-    int failed = -1;
-    {
-        CompressingStream zip(disk, 6);
-        failed = writeUntilFailure(zip, disk, data, failure);
-        ASSERT_GT(failed, 0);
-        expectDiskFull(failure);
-    }
-    StreamBase::Exception late{};
-    EXPECT_TRUE(StreamBase::TakeLateFailure(late));
-
-    MemoryInputStream stored(disk.taken);
-    DecompressingStream unzip(stored);
-    StreamBase::Exception end{};
-    const std::string decoded = readUntilFailure(unzip, end);
-    ASSERT_LE(decoded.size(), data.size());
-    EXPECT_EQ(data.substr(0, decoded.size()), decoded);
-    EXPECT_GE(decoded.size(), static_cast<size_t>(failed * kChunk));
-    EXPECT_LT(decoded.size(), static_cast<size_t>((failed + 1) * kChunk));
-}
-
 TEST(FailingTarget, CompressingOverCRCChainGivesTheFailureAndKeepsTheDataBeforeIt)
 {
     const std::string data = textBytes(200 * kChunk);

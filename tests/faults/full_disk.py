@@ -16,7 +16,7 @@ import sys
 import tempfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
-from winecheck import check, finish  # noqa: E402
+from winecheck import check, finish, windows  # noqa: E402
 
 wine_run, build, program = sys.argv[1:4]
 LIMIT = 100_000  # not a multiple of the program's 4,096-byte chunks: the last write is cut
@@ -30,8 +30,7 @@ def limited():
 with tempfile.TemporaryDirectory() as folder:
     for mode in ("stream", "file"):
         path = os.path.join(folder, mode + ".bin")
-        windows = "Z:" + path.replace("/", "\\")
-        done = subprocess.run([wine_run, build, program, mode, windows], capture_output=True,
+        done = subprocess.run([wine_run, build, program, mode, windows(path)], capture_output=True,
                               preexec_fn=limited)
         out = done.stdout.decode("utf-8", errors="replace")
         print(out.strip())

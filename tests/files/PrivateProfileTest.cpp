@@ -20,6 +20,16 @@ Profile newProfile()
     return Profile(CreatePrivateProfile());
 }
 
+// A new profile loaded from file.
+Profile loadedFrom(const String &file, const char *signature = nullptr)
+{
+    Profile profile = newProfile();
+    if (signature)
+        profile->SetSignature(signature);
+    profile->Load(file);
+    return profile;
+}
+
 // Sections and entries in map order, "[s]k=v;..." for one-line comparisons.
 std::string dump(IPrivateProfile &profile)
 {
@@ -59,8 +69,7 @@ TEST_F(PrivateProfileTest, TypedValuesAreSignedDecimalTextAndReadBackToTheSameBi
               dump(*profile));
 
     profile->Save(path(L"typed.ini"));
-    Profile loaded = newProfile();
-    loaded->Load(path(L"typed.ini"));
+    Profile loaded = loadedFrom(path(L"typed.ini"));
     unsigned int u32 = 0;
     unsigned long long u64 = 0;
     unsigned short u16 = 0;
@@ -120,26 +129,16 @@ TEST_F(PrivateProfileTest, GettersReadLeadingNumbersAndLeaveMissingValuesUntouch
     EXPECT_TRUE(keys.empty()) << "a missing section's keys are none, not the last ones";
 }
 
-TEST_F(PrivateProfileTest, HandWrittenFilesAreReadWithCommentsSpacesAndEitherLineEnd)
+// Hand-written files (comments, spaces, either line end, the ANSI code page): files.profile-interop.
+TEST_F(PrivateProfileTest, ARelativeNameMeansTheCurrentFolderAsForFile)
 {
-    // "caf\xe9" is "café" in the ANSI code page (1252 here).
-    writeFile(path(L"hand.ini"), "; a comment\r\n\r\n[General]\r\nName = caf\xe9\r\n;key=skipped\r\nbare line\r\n"
-                                 "[Unix]\nA=1\nB=two words\n");
-    Profile profile = newProfile();
-    profile->Load(path(L"hand.ini"));
-    EXPECT_EQ("[General]Name=caf\xc3\xa9;[Unix]A=1;B=two words;", dump(*profile));
-
-    // A relative name means the current folder, as it does for File: the system's profile
-    // functions alone would look in the Windows folder.
+    // The system's profile functions alone would look in the Windows folder.
+    writeFile(path(L"hand.ini"), "[Unix]\nA=1\n");
     enter();
-    Profile relative = newProfile();
-    relative->Load(String(L"hand.ini"));
-    EXPECT_EQ(dump(*profile), dump(*relative));
+    Profile relative = loadedFrom(String(L"hand.ini"));
     relative->SetValue(String(L"Unix"), String(L"C"), String(L"3"));
     relative->Save(String(L"saved.ini"));
-    Profile back = newProfile();
-    back->Load(path(L"saved.ini"));
-    EXPECT_EQ("[General]Name=caf\xc3\xa9;[Unix]A=1;B=two words;C=3;", dump(*back));
+    EXPECT_EQ("[Unix]A=1;C=3;", dump(*loadedFrom(path(L"saved.ini"))));
 }
 
 TEST_F(PrivateProfileTest, SignatureMismatchesAndMissingFilesThrowAndChangeNothing)
@@ -150,24 +149,19 @@ TEST_F(PrivateProfileTest, SignatureMismatchesAndMissingFilesThrowAndChangeNothi
     writeFile(path(L"short.ini"), "QVS");
     writeFile(path(L"other.ini"), "XXXXXX\r\n[S]\r\nk=1\r\n");
     for (const wchar_t *name : {L"short.ini", L"other.ini"}) {
-        try {
-            profile->Load(path(name));
-            ADD_FAILURE() << "no exception for " << String(name).Utf8();
-        } catch (const IPrivateProfile::PPException &e) {
-            EXPECT_EQ(1, e.code);
-            EXPECT_FALSE(e.message.empty());
-        }
+        using Mismatch = IPrivateProfile::PPException;
+        const Mismatch e = expect::exceptionOf<Mismatch>([&] { profile->Load(path(name)); });
+        EXPECT_EQ(1, e.code) << String(name).Utf8();
+        EXPECT_FALSE(e.message.empty()) << String(name).Utf8();
     }
-    EXPECT_FILE_ERROR(profile->Load(path(L"missing.ini")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EXCEPTION(File::Exception, profile->Load(path(L"missing.ini")),
+                     ERROR_FILE_NOT_FOUND, String::FromError(ERROR_FILE_NOT_FOUND));
     EXPECT_EQ("[Kept]k=v;", dump(*profile));
 
     // The signature leads the saved file, and the file loads again.
     profile->Save(path(L"signed.ini"));
     EXPECT_EQ("QVSET1\r\n", filetest::readFile(path(L"signed.ini")).substr(0, 8));
-    Profile loaded = newProfile();
-    loaded->SetSignature("QVSET1\r\n");
-    loaded->Load(path(L"signed.ini"));
-    EXPECT_EQ("[Kept]k=v;", dump(*loaded));
+    EXPECT_EQ("[Kept]k=v;", dump(*loadedFrom(path(L"signed.ini"), "QVSET1\r\n")));
 }
 
 TEST_F(PrivateProfileTest, SectionsDifferingInCaseAreTwoInMemoryAndMeetInTheFile)
@@ -177,11 +171,9 @@ TEST_F(PrivateProfileTest, SectionsDifferingInCaseAreTwoInMemoryAndMeetInTheFile
     profile->SetValue(String(L"case"), String(L"b"), String(L"2"));
     EXPECT_EQ("[Case]a=1;[case]b=2;", dump(*profile));
     profile->Save(path(L"case.ini"));
-    Profile loaded = newProfile();
-    loaded->Load(path(L"case.ini"));
     // The system's functions match section names without regard to case: writing "case"
     // replaced the entries of "Case", whose name the file keeps.
-    EXPECT_EQ("[Case]b=2;", dump(*loaded));
+    EXPECT_EQ("[Case]b=2;", dump(*loadedFrom(path(L"case.ini"))));
 }
 
 TEST_F(PrivateProfileTest, TenThousandKeysSaveAndLoadWhileTooManySectionNamesLoadNothing)
@@ -190,8 +182,7 @@ TEST_F(PrivateProfileTest, TenThousandKeysSaveAndLoadWhileTooManySectionNamesLoa
     for (int i = 0; i < 10000; ++i)
         profile->SetValue(String(L"S") + String::FromNum(i / 1000), String(L"Key") + String::FromNum(i), i);
     profile->Save(path(L"big.ini"));
-    Profile loaded = newProfile();
-    loaded->Load(path(L"big.ini"));
+    Profile loaded = loadedFrom(path(L"big.ini"));
     EXPECT_EQ(dump(*profile), dump(*loaded));
 
     // 3,000 names of 12 bytes do not fit the 32,767 bytes the names are read into.
@@ -208,8 +199,9 @@ TEST_F(PrivateProfileTest, TenThousandKeysSaveAndLoadWhileTooManySectionNamesLoa
     // The client can tell, and the file it could not read is not overwritten with nothing.
     EXPECT_TRUE(none->IsSectionListCut());
     none->SetValue(String(L"New"), String(L"k"), 1);
-    EXPECT_FILE_ERROR(none->Save(path(L"many.ini")), ERROR_MORE_DATA);
-    EXPECT_FILE_ERROR(none->WriteSections(), ERROR_MORE_DATA);
+    EXPECT_EXCEPTION(File::Exception, none->Save(path(L"many.ini")),
+                     ERROR_MORE_DATA, String::FromError(ERROR_MORE_DATA));
+    EXPECT_EXCEPTION(File::Exception, none->WriteSections(), ERROR_MORE_DATA, String::FromError(ERROR_MORE_DATA));
     EXPECT_EQ(many, filetest::readFile(path(L"many.ini")));
     none->Save(path(L"other.ini"));  // another file may be written
     none->Load(path(L"other.ini"));

@@ -174,18 +174,13 @@ TEST_F(RegistryTest, TypedValuesAreStoredInTheirRegistryTypesAndReadBackAsWritte
         EXPECT_EQ(row.bytes, stored.bytes);
     }
 
-    String text(L"old"), empty(L"old");
+    // Text, numbers, 64-bit text, doubles and bytes that reg.exe stored read back through the
+    // library in files.registry-interop; here the conversions only the library's own writing meets.
     unsigned long number = 0;
     int asInt = 0;
     short asShort = 0;
     unsigned short asUnsignedShort = 0;
-    __int64 big = 0;
     double ratio = 0;
-    std::string blob;
-    EXPECT_EQ(ERROR_SUCCESS, key().GetString(String(L"text"), text));
-    EXPECT_EQ(String(L"Caf\u00e9 1"), text);
-    EXPECT_EQ(ERROR_SUCCESS, key().GetString(String(L"empty"), empty));
-    EXPECT_EQ(String(), empty);
     EXPECT_EQ(ERROR_SUCCESS, key().GetInteger(String(L"number"), number));
     EXPECT_EQ(0xFFFFFFFEul, number);
     // The narrow forms take the stored 32 bits as a cast would.
@@ -195,8 +190,6 @@ TEST_F(RegistryTest, TypedValuesAreStoredInTheirRegistryTypesAndReadBackAsWritte
     EXPECT_EQ(-2, asShort);
     EXPECT_EQ(ERROR_SUCCESS, key().GetInteger(String(L"number"), asUnsignedShort));
     EXPECT_EQ(0xFFFEu, asUnsignedShort);
-    EXPECT_EQ(ERROR_SUCCESS, key().GetInt64(String(L"big"), big));
-    EXPECT_EQ(-9223372036854775807LL - 1, big);
     EXPECT_EQ(ERROR_SUCCESS, key().GetFloat(String(L"ratio"), ratio));
     EXPECT_EQ(-1.25, ratio);
     EXPECT_EQ(ERROR_SUCCESS, key().GetFloat(String(L"tenth"), ratio));
@@ -209,8 +202,6 @@ TEST_F(RegistryTest, TypedValuesAreStoredInTheirRegistryTypesAndReadBackAsWritte
         EXPECT_EQ(ERROR_SUCCESS, key().GetFloat(String(L"special"), ratio)) << rawValue("special").bytes;
         EXPECT_TRUE(std::isnan(special) ? std::isnan(ratio) : ratio == special) << rawValue("special").bytes;
     }
-    EXPECT_EQ(ERROR_SUCCESS, key().GetBinary(String(L"blob"), blob));
-    EXPECT_EQ(binary, blob);
 }
 
 TEST_F(RegistryTest, BooleanIsTrueForExactlyOne)

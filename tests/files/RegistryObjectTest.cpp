@@ -24,43 +24,6 @@ public:
     using RegistryKey::ReadObjectInternal;
 };
 
-// root -> child -> root: a cycle the stored graph must keep. The caller breaks it again.
-void makeCycle(Node &root, Node &child)
-{
-    root.SetLink(&child);
-    child.SetLink(&root);
-}
-
-TEST_F(RegistryObjectTest, AGraphIsStoredCompressedAndReadBackWhole)
-{
-    Node root(1, 2), child(3, 4);
-    makeCycle(root, child);
-    EXPECT_EQ(ERROR_SUCCESS, key().WriteObject(String(L"graph"), *factory, root));
-    child.SetLink(nullptr);
-
-    registrytest::RawValue stored = rawValue("graph");
-    EXPECT_EQ(static_cast<DWORD>(REG_BINARY), stored.type);
-    // A zlib stream at the default level.
-    ASSERT_GE(stored.bytes.size(), 2u);
-    EXPECT_EQ("\x78\x9C", stored.bytes.substr(0, 2));
-
-    Node read;
-    EXPECT_EQ(ERROR_SUCCESS, key().ReadObject(String(L"graph"), *factory, read));
-    EXPECT_EQ(1, read.a);
-    EXPECT_EQ(2, read.b);
-    Node *readChild = dynamic_cast<Node *>(read.link);
-    ASSERT_NE(nullptr, readChild);
-    EXPECT_EQ(3, readChild->a);
-    EXPECT_EQ(4, readChild->b);
-    // The cycle comes back to a new root object made by the stream, not to read itself.
-    Node *readRoot = dynamic_cast<Node *>(readChild->link);
-    ASSERT_NE(nullptr, readRoot);
-    EXPECT_EQ(1, readRoot->a);
-    EXPECT_EQ(readChild, readRoot->link);
-    readRoot->SetLink(nullptr);
-    read.SetLink(nullptr);
-}
-
 TEST_F(RegistryObjectTest, ReadObjectInternalCreatesTheStoredObjectWhenGivenNone)
 {
     Node single(5, 6);
@@ -102,8 +65,8 @@ TEST_F(RegistryObjectTest, AGraphDeeperThanAReaderTakesIsRefusedAndNothingStored
     for (int i = 0; i + 1 < allowed + 1000; ++i)
         nodes[i].SetLink(&nodes[i + 1]);
 
-    EXPECT_STREAM_EXCEPTION(key().WriteObject(String(L"deep"), *factory, nodes[0]), StreamBase::MalformedData,
-                            "Objects nested too deeply to be read back");
+    EXPECT_EXCEPTION(StreamBase::Exception, key().WriteObject(String(L"deep"), *factory, nodes[0]),
+                     StreamBase::MalformedData, "Objects nested too deeply to be read back");
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, rawValue("deep").result);
 
     nodes[allowed - 1].SetLink(nullptr);

@@ -8,23 +8,20 @@ profile, and a file the profile writes must read back through configparser.
 """
 import configparser
 import os
-import subprocess
 import sys
 import tempfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
-from winecheck import check, finish  # noqa: E402
+from winecheck import check, finish, run_under, windows  # noqa: E402
 
 wine_run, build, tool = sys.argv[1:4]
 
 
 def run(command, path, stdin=b""):
-    # Wine sees the host's files through drive Z:.
-    windows = "Z:" + path.replace("/", "\\")
-    done = subprocess.run([wine_run, build, tool, command, windows], input=stdin, capture_output=True)
-    if done.returncode != 0:
-        raise RuntimeError(f"{command} {path}: exit {done.returncode}: {done.stderr.decode(errors='replace')}")
-    return done.stdout.decode("utf-8")
+    code, out, err = run_under(wine_run, build, [tool, command, windows(path)], "utf-8", stdin)
+    if code != 0:
+        raise RuntimeError(f"{command} {path}: exit {code}: {err}")
+    return out
 
 
 def entries_of(parser):

@@ -8,7 +8,6 @@ byte; a second process reads it back whole with ReadObject, cycle included.
 """
 import os
 import struct
-import subprocess
 import sys
 import zlib
 

@@ -80,35 +80,25 @@ protected:
 
 }  // namespace
 
-TEST(CommandLine, RegistrationOptionsInAnyCaseAndTheFirstDocumentPath)
-{
-    CommandLine commandLine;
-    parseAs({"/regserver", "-UNREGSERVER", "file.txt", "other.txt"}, commandLine);
-    EXPECT_TRUE(commandLine.IsRegistering());
-    EXPECT_TRUE(commandLine.IsUnregistering());
-    EXPECT_EQ(commandLine.GetDocPath(), S(L"file.txt"));
-
-    // Parsing again starts from the defaults; unknown options and a lone "-" change nothing.
-    parseAs({"-", "/verbose", "-regserverx"}, commandLine);
-    EXPECT_FALSE(commandLine.IsRegistering());
-    EXPECT_FALSE(commandLine.IsUnregistering());
-    EXPECT_EQ(commandLine.GetDocPath(), String());
-}
-
+// The registration options in any case and the document path: qvtool.commands' "args" rows.
 TEST(CommandLine, EveryArgumentReachesTheHooksInOrderWithItsPrefixDropped)
 {
     RecordingCommandLine commandLine;
-    parseAs({"-", "/x", "--long", "C:\\doc.txt", "caf\xe9"}, commandLine);
+    parseAs({"-", "/Regserver", "-unregserverx", "--long", "C:\\doc.txt", "caf\xe9"}, commandLine);
     const std::vector<std::string> expected = {
-        "begin", "option ''", "option 'x'", "option '-long'", "argument 'C:\\doc.txt'",
+        "begin", "option ''", "option 'Regserver'", "option 'unregserverx'", "option '-long'", "argument 'C:\\doc.txt'",
         // Narrow arguments are text in the ANSI code page.
         "argument '" + String::FromMultibyte(GetACP(), "caf\xe9").Utf8() + "'", "end"};
     EXPECT_EQ(commandLine.calls, expected);
+    EXPECT_TRUE(commandLine.IsRegistering());
+    EXPECT_FALSE(commandLine.IsUnregistering()) << "an option is the whole word";
 
-    // No arguments: still a begin and an end.
+    // No arguments: still a begin and an end, and the defaults again.
     commandLine.calls.clear();
     parseAs({}, commandLine);
     EXPECT_EQ(commandLine.calls, (std::vector<std::string>{"begin", "end"}));
+    EXPECT_FALSE(commandLine.IsRegistering());
+    EXPECT_EQ(commandLine.GetDocPath(), String());
 }
 
 namespace {

@@ -6,11 +6,7 @@
 
 #include <oleauto.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cstdio>
 #include <stdexcept>
-#include <thread>
 #include <vector>
 
 using namespace logclient;
@@ -104,14 +100,11 @@ TEST_F(OpenLog, LogTextWritesEachNonEmptyLineAndLogFormatFormatsFirst)
                         "[hh:mm:ss]              002.5\r\n");
 }
 
-// The system's first line of text for a code.
+// The system's first line of text for a code, as a log line holds it (without line breaks).
 std::string systemText(DWORD code)
 {
-    char buffer[1024];
-    DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0, buffer,
-                                  sizeof buffer, nullptr);
-    std::string text(buffer, length);
-    return text.substr(0, text.find_first_of("\r\n"));
+    std::string text = systemFirstLine(code);
+    return text.substr(0, text.find('\r'));
 }
 
 // The system's error text, or one of its own, or none at all (throws) for a null text.
@@ -195,48 +188,6 @@ TEST(LogFile, ClosedLogLosesLinesAndReportsFailureWithoutThrowing)
     EXPECT_EQ(log->FormatLine(line, text(u"x")), E_FAIL);
     EXPECT_EQ(log->LogLine(text(u"x").c_str()), E_FAIL);
     EXPECT_EQ(log->Release(), 0u);
-}
-
-TEST_F(OpenLog, ConcurrentWritersNeverSplitOrLoseALine)
-{
-    const int threads = 8, linesPerThread = 10000;
-    std::atomic<int> failures(0);
-    std::vector<std::thread> writers;
-    std::vector<std::string> expected;
-    for (int t = 0; t < threads; ++t) {
-        for (int i = 0; i < linesPerThread; ++i) {
-            char line[96];
-            std::snprintf(line, sizeof line, "[hh:mm:ss]            %*swriter %d line %05d", 2 * t, "", t, i);
-            expected.push_back(line);
-        }
-        writers.emplace_back([this, &failures, t] {
-            Log *log = server_.create();
-            if (!log || log->SetIndent(t) != S_OK) {
-                ++failures;
-                return;
-            }
-            for (int i = 0; i < linesPerThread; ++i) {
-                wchar_t line[32];
-                swprintf(line, 32, L"writer %d line %05d", t, i);
-                failures += log->LogLine(reinterpret_cast<const unsigned short *>(line)) != S_OK;
-            }
-            log->Release();
-        });
-    }
-    for (std::thread &writer : writers)
-        writer.join();
-    EXPECT_EQ(failures.load(), 0);
-
-    // Every line whole and exactly once, whatever the order.
-    std::string content = logged();
-    std::vector<std::string> lines;
-    for (std::string::size_type at = 0, end; at < content.size(); at = end + 2)
-        lines.push_back(content.substr(at, (end = std::min(content.find("\r\n", at), content.size())) - at));
-    std::sort(lines.begin(), lines.end());
-    std::sort(expected.begin(), expected.end());
-    ASSERT_EQ(lines.size(), expected.size());
-    auto differ = std::mismatch(lines.begin(), lines.end(), expected.begin());
-    EXPECT_TRUE(differ.first == lines.end()) << "line '" << *differ.first << "', expected '" << *differ.second << "'";
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <ostream>
 #include <string>
 
@@ -118,22 +117,12 @@ TEST_F(LibrariesBeside, LocalLoadLibraryLoadsFromTheModulesFolderAndRestoresTheC
     }
 }
 
-TEST(ModuleFile, GetProcessInformationListsEveryModuleWithAddressAndVersion)
+// The heading and qvcore.dll's line (address, version 1.0.0.0, path): qvtool.commands' "modules" row.
+TEST(ModuleFile, GetProcessInformationListsEveryModuleOnce)
 {
     const std::string listing = ModuleBase::GetProcessInformation().SystemMultibyte();
-    const std::string heading = "Address     Version                  Module name\r\n"
-                                "-----------------------------------------------------\r\n";
-    ASSERT_EQ(listing.compare(0, heading.size(), heading), 0) << listing;
-
-    // qvcore.dll's line, built from the system's own answers.
-    HMODULE dll = GetModuleHandleA("qvcore.dll");
-    char start[64];
-    std::snprintf(start, sizeof start, "0x%08llX  %-25s", static_cast<unsigned long long>(reinterpret_cast<UINT_PTR>(dll)),
-                  "1.0.0.0");
-    const std::string line = std::string(start) + systemPath(dll) + "\r\n";
-    EXPECT_NE(listing.find(line), std::string::npos) << "no line\n" << line << "in\n" << listing;
     // The executable (no version resource) and the system's own modules are there too, once each.
-    EXPECT_NE(listing.find("0.0.0.0                  " + systemPath(nullptr) + "\r\n"), std::string::npos);
+    EXPECT_NE(listing.find("0.0.0.0                  " + systemPath(nullptr) + "\r\n"), std::string::npos) << listing;
     const std::string kernel = systemPath(GetModuleHandleA("kernel32.dll")) + "\r\n";
     size_t first = listing.find(kernel);
     EXPECT_NE(first, std::string::npos);

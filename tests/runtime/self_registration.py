@@ -13,22 +13,17 @@ do the same.
 import glob
 import os
 import shutil
-import subprocess
 import sys
 import tempfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
-from winecheck import check, finish, run_under  # noqa: E402
+from winecheck import check, finish, run_under, windows  # noqa: E402
 
 wine_run, build, client = sys.argv[1:4]
 bin_dir = os.path.dirname(client)
 qvtool = os.path.join(bin_dir, "qvtool.exe")
 CLASS_KEY = r"HKLM\Software\Classes\CLSID\{16D389DE-1A3F-4A43-986D-2D07C91F911B}"
 CLASS_NOT_REGISTERED = "0x80040154"  # REGDB_E_CLASSNOTREG
-
-
-def windows(path):
-    return "Z:" + path.replace("/", "\\")
 
 
 def run(*args):

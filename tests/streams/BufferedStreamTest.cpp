@@ -79,7 +79,7 @@ TEST(BufferedInputStream, DeliversEverythingInAnyPiecesAndShowsItsBuffer)
         buffered.Read(&back[4990], 10);
         back.replace(10, 5, data, 10, 5);
         EXPECT_EQ(data, back);
-        EXPECT_STREAM_EXCEPTION(readBytes(buffered, 1), 5, "Memory block too short");
+        EXPECT_EXCEPTION(StreamBase::Exception, readBytes(buffered, 1), 5, "Memory block too short");
     }
 }
 
@@ -103,6 +103,7 @@ TEST(BufferedInputStream, CarriesBulkReadsAndWholeBase64GroupsBetweenDecoders)
     while (at < 50000)
         at += decompressor.ReadSome(&back[at], 50000 - at);
     EXPECT_EQ(data, back);
-    EXPECT_STREAM_EXCEPTION(readBytes(decompressor, 1), 2, "The compressed data ends before the bytes asked for");
+    EXPECT_EXCEPTION(StreamBase::Exception, readBytes(decompressor, 1),
+                     2, "The compressed data ends before the bytes asked for");
     EXPECT_TRUE(decompressor.AtEnd());
 }

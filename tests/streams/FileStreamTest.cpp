@@ -47,13 +47,14 @@ TEST(FileOutputStream, AppendKeepsTruncateReplacesAndBothCreate)
 TEST(FileStreams, SystemFailuresThrowCode1WithTheSystemsText)
 {
     TempFile missing;
-    EXPECT_STREAM_EXCEPTION(FileInputStream in(missing.path), 1, String::FromError(ERROR_FILE_NOT_FOUND).Latin1());
+    EXPECT_EXCEPTION(StreamBase::Exception, FileInputStream in(missing.path),
+                     1, String::FromError(ERROR_FILE_NOT_FOUND));
     missing.Put("x");
     FileOutputStream exclusive(missing.path, true);
-    EXPECT_STREAM_EXCEPTION(FileOutputStream second(missing.path, false), 1,
-                            String::FromError(ERROR_SHARING_VIOLATION).Latin1());
-    EXPECT_STREAM_EXCEPTION(FileInputStream reader(missing.path), 1,
-                            String::FromError(ERROR_SHARING_VIOLATION).Latin1());
+    EXPECT_EXCEPTION(StreamBase::Exception, FileOutputStream second(missing.path, false),
+                     1, String::FromError(ERROR_SHARING_VIOLATION));
+    EXPECT_EXCEPTION(StreamBase::Exception, FileInputStream reader(missing.path),
+                     1, String::FromError(ERROR_SHARING_VIOLATION));
 }
 
 TEST(FileInputStream, ReadingPastTheEndThrowsCode5AndConsumesWhatWasThere)
@@ -63,10 +64,10 @@ TEST(FileInputStream, ReadingPastTheEndThrowsCode5AndConsumesWhatWasThere)
     FileInputStream in(file.path);
     char buffer[8] = {};
     EXPECT_EQ("ab", readBytes(in, 2));
-    EXPECT_STREAM_EXCEPTION(in.Read(buffer, 8), 5, "Read beyond end of file");
+    EXPECT_EXCEPTION(StreamBase::Exception, in.Read(buffer, 8), 5, "Read beyond end of file");
     EXPECT_EQ("cdef", std::string(buffer, 4));
-    EXPECT_STREAM_EXCEPTION(in.Read(buffer, 1), 5, "Read beyond end of file");
-    EXPECT_STREAM_EXCEPTION(in.ReadSome(buffer, 1), 5, "Read beyond end of file");
+    EXPECT_EXCEPTION(StreamBase::Exception, in.Read(buffer, 1), 5, "Read beyond end of file");
+    EXPECT_EXCEPTION(StreamBase::Exception, in.ReadSome(buffer, 1), 5, "Read beyond end of file");
     in.Read(buffer, 0);
 }
 

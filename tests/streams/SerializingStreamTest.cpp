@@ -179,7 +179,7 @@ TEST_F(GraphTest, ANewerVersionThrowsCode6AndAnOlderOneIsReadAsItsVersion)
     {
         MemoryInputStream memory(newer);
         SerializingInputStream in(*factory, memory);
-        EXPECT_STREAM_EXCEPTION(in.Create(), StreamBase::VersionTooHigh, "Object version too high");
+        EXPECT_EXCEPTION(StreamBase::Exception, in.Create(), StreamBase::VersionTooHigh, "Object version too high");
     }
     Versioned::current() = 2;
     MemoryInputStream memory(older);
@@ -228,9 +228,9 @@ TEST_F(GraphTest, EveryMalformedItemThrowsCode3WithItsText)
         if (row.call == ReadNode && row.text == std::string("Wrong type of object in stream"))
             held.emplace_back(in.Create());  // the palette the back-reference points at
         switch (row.call) {
-        case ReadRef: EXPECT_STREAM_EXCEPTION(in.ReadRef(), 3, row.text); break;
-        case Create: EXPECT_STREAM_EXCEPTION(in.Create(), 3, row.text); break;
-        case ReadNode: EXPECT_STREAM_EXCEPTION(in.Read(node), 3, row.text); break;
+        case ReadRef: EXPECT_EXCEPTION(StreamBase::Exception, in.ReadRef(), 3, row.text); break;
+        case Create: EXPECT_EXCEPTION(StreamBase::Exception, in.Create(), 3, row.text); break;
+        case ReadNode: EXPECT_EXCEPTION(StreamBase::Exception, in.Read(node), 3, row.text); break;
         }
     }
 }
@@ -253,27 +253,6 @@ TEST_F(GraphTest, ASingletonThatAlreadyLivesIsReportedWithTheLiveInstance)
     EXPECT_EQ(before, graph::liveObjects()) << "the second palette is released";
 }
 
-// A chain of three nodes cut short at every byte: whatever was created is released, and
-// every cut is a stream exception.
-TEST_F(GraphTest, ObjectsCreatedBeforeAFailureAreReleasedAtEveryCut)
-{
-    ComPtr<Node> a(new Node(1, 1)), b(new Node(2, 2)), c(new Node(3, 3));
-    a->SetLink(b.get());
-    b->SetLink(c.get());
-    std::string bytes = Written([&](SerializingOutputStream &out) { out.WriteRef(a.get()); });
-    ASSERT_EQ(3u * (12 + 14) + 12, bytes.size());
-    for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
-        SCOPED_TRACE(cut);
-        int before = graph::liveObjects();
-        {
-            MemoryInputStream memory(bytes.data(), static_cast<int>(cut));
-            SerializingInputStream in(*factory, memory);
-            EXPECT_STREAM_EXCEPTION(in.ReadRef(), StreamBase::EndOfData, "Memory block too short");
-        }
-        EXPECT_EQ(before, graph::liveObjects());
-    }
-}
-
 TEST_F(GraphTest, AClassRegisteredUnderItsOldNameTooReadsDataWrittenUnderIt)
 {
     // A node written while its class was called old::Node: a reference to it inline, a = 5,
@@ -285,7 +264,7 @@ TEST_F(GraphTest, AClassRegisteredUnderItsOldNameTooReadsDataWrittenUnderIt)
     {
         MemoryInputStream memory(old);
         SerializingInputStream in(*factory, memory);
-        EXPECT_STREAM_EXCEPTION(in.ReadRef(), 3, "Unexpected object in stream");
+        EXPECT_EXCEPTION(StreamBase::Exception, in.ReadRef(), 3, "Unexpected object in stream");
     }
     QV_SERIAL_CLASS_NAMED(*factory, Node, "old::Node");
     MemoryInputStream memory(old);
@@ -323,7 +302,7 @@ TEST_F(GraphTest, NestingBeyondTheLimitIsMalformedDataNotAStackOverflow)
     std::string hostile = chain(100000);
     MemoryInputStream memory(hostile);
     SerializingInputStream in(*factory, memory);
-    EXPECT_STREAM_EXCEPTION(in.ReadRef(), 3, "Objects nested too deeply in stream");
+    EXPECT_EXCEPTION(StreamBase::Exception, in.ReadRef(), 3, "Objects nested too deeply in stream");
 }
 
 namespace {

@@ -74,9 +74,9 @@ TEST(StreamOperators, ALengthPrefixBeyondTheDataEndsAtTheSourcesEndWithoutReserv
     std::basic_string<unsigned short> wide(3, 'w');
     MemoryBlock block;
     MemoryInputStream in1(hostile), in2(hostile), in3(hostile);
-    EXPECT_STREAM_EXCEPTION(in1 >> text, 5, "Memory block too short");
-    EXPECT_STREAM_EXCEPTION(in2 >> wide, 5, "Memory block too short");
-    EXPECT_STREAM_EXCEPTION(in3 >> block, 5, "Memory block too short");
+    EXPECT_EXCEPTION(StreamBase::Exception, in1 >> text, 5, "Memory block too short");
+    EXPECT_EXCEPTION(StreamBase::Exception, in2 >> wide, 5, "Memory block too short");
+    EXPECT_EXCEPTION(StreamBase::Exception, in3 >> block, 5, "Memory block too short");
     EXPECT_EQ("kept", text) << "a failed read leaves the string as it was";
     EXPECT_EQ(3u, wide.size());
 }
@@ -110,11 +110,11 @@ TEST(StreamOperators, BadLengthsThrowCode3AndMissingBytesTheSourcesEnd)
     std::basic_string<unsigned short> wide;
     MemoryBlock block;
     MemoryInputStream in1(negative), in2(odd), in3(negativeWide), in4(shortData), in5(negative);
-    EXPECT_STREAM_EXCEPTION(in1 >> text, 3, "Invalid string length");
-    EXPECT_STREAM_EXCEPTION(in2 >> wide, 3, "Invalid string length");
-    EXPECT_STREAM_EXCEPTION(in3 >> wide, 3, "Invalid string length");
-    EXPECT_STREAM_EXCEPTION(in4 >> text, 5, "Memory block too short");
-    EXPECT_STREAM_EXCEPTION(in5 >> block, 3, "Invalid block size");
+    EXPECT_EXCEPTION(StreamBase::Exception, in1 >> text, 3, "Invalid string length");
+    EXPECT_EXCEPTION(StreamBase::Exception, in2 >> wide, 3, "Invalid string length");
+    EXPECT_EXCEPTION(StreamBase::Exception, in3 >> wide, 3, "Invalid string length");
+    EXPECT_EXCEPTION(StreamBase::Exception, in4 >> text, 5, "Memory block too short");
+    EXPECT_EXCEPTION(StreamBase::Exception, in5 >> block, 3, "Invalid block size");
 }
 
 TEST(StreamOperators, MemoryBlocksCarryTheirSize)
@@ -137,12 +137,12 @@ TEST(MemoryInputStream, ShortReadThrowsAndConsumesNothing)
     const char data[] = {1, 2, 3};
     MemoryInputStream in(data, 3);
     char buffer[4] = {9, 9, 9, 9};
-    EXPECT_STREAM_EXCEPTION(in.Read(buffer, 4), 5, "Memory block too short");
+    EXPECT_EXCEPTION(StreamBase::Exception, in.Read(buffer, 4), 5, "Memory block too short");
     EXPECT_EQ(9, buffer[0]);
     in.Read(buffer, 3);
     EXPECT_EQ(std::string("\1\2\3"), std::string(buffer, 3));
     in.Read(buffer, 0);
-    EXPECT_STREAM_EXCEPTION(in.Read(buffer, 1), 5, "Memory block too short");
+    EXPECT_EXCEPTION(StreamBase::Exception, in.Read(buffer, 1), 5, "Memory block too short");
 }
 
 TEST(MemoryInputStream, BulkAccessMatchesRead)
@@ -159,8 +159,8 @@ TEST(MemoryInputStream, BulkAccessMatchesRead)
     EXPECT_EQ(1, in.ReadSome(buffer, 8));
     EXPECT_EQ('f', buffer[0]);
     EXPECT_EQ(0, in.Peek(view));
-    EXPECT_STREAM_EXCEPTION(in.ReadSome(buffer, 1), 5, "Memory block too short");
-    EXPECT_STREAM_EXCEPTION(in.Skip(1), 5, "Memory block too short");
+    EXPECT_EXCEPTION(StreamBase::Exception, in.ReadSome(buffer, 1), 5, "Memory block too short");
+    EXPECT_EXCEPTION(StreamBase::Exception, in.Skip(1), 5, "Memory block too short");
 }
 
 TEST(MemoryOutputStream, GetContentFlushesTheChainAndKeepsTheContent)

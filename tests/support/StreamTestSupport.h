@@ -2,6 +2,7 @@
 #define QVCORE_TESTS_SUPPORT_STREAMTESTSUPPORT_H
 
 #include "qvcore/streams/StreamBase.h"
+#include "tests/support/Expect.h"
 
 #include <gtest/gtest.h>
 
@@ -135,16 +136,5 @@ struct BulkAndPlain {
     PlainSource plain;
     Decoder fast, slow;
 };
-
-#define EXPECT_STREAM_EXCEPTION(statement, expectedCode, expectedText)                      \
-    do {                                                                                    \
-        try {                                                                               \
-            statement;                                                                      \
-            ADD_FAILURE() << "no exception from " #statement;                              \
-        } catch (const StreamBase::Exception &e) {                                          \
-            EXPECT_EQ(expectedCode, e.code);                                                \
-            EXPECT_EQ(std::string(expectedText), String(e.message).Latin1());              \
-        }                                                                                   \
-    } while (0)
 
 #endif

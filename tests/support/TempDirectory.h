@@ -5,6 +5,7 @@
 // calls and the C++ library so that the code under test never cleans up after itself.
 
 #include "qvcore/files/File.h"
+#include "tests/support/Expect.h"
 #include "tests/support/StringPrinting.h"
 
 #include <gtest/gtest.h>
@@ -13,19 +14,6 @@
 #include <ostream>
 #include <string>
 #include <system_error>
-
-
-// A File::Exception carrying code and the system's text for it.
-#define EXPECT_FILE_ERROR(statement, expectedCode)                                    \
-    do {                                                                              \
-        try {                                                                         \
-            statement;                                                                \
-            ADD_FAILURE() << "no exception from " #statement;                        \
-        } catch (const File::Exception &e) {                                          \
-            EXPECT_EQ(static_cast<unsigned long>(expectedCode), e.code);              \
-            EXPECT_EQ(String::FromError(expectedCode), e.message);                    \
-        }                                                                             \
-    } while (0)
 
 namespace filetest {
 

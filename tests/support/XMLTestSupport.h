@@ -8,6 +8,7 @@
 
 #include "qvcore/xml/XMLParser.h"
 
+#include "tests/support/Expect.h"
 #include "tests/support/StringPrinting.h"
 #include "tests/support/TempDirectory.h"
 
@@ -16,7 +17,6 @@
 #include <msxml2.h>
 #include <ocidl.h>
 
-#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -54,8 +54,7 @@ inline bool runningOnWine()
     return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
 }
 
-/// What the system's message table says for a COM code, without its line break (the oracle of
-/// the library's COM error text).
+/// What the system's message table says for a COM code, without its line break.
 inline String systemMessage(HRESULT code)
 {
     char *buffer = nullptr;
@@ -69,17 +68,13 @@ inline String systemMessage(HRESULT code)
     return String::FromSystemMultibyte(text);
 }
 
-/// The library's text for a COM failure that carries no description: the system's message, or
-/// for codes the system has no text for, the whole code.
-inline String comErrorText(HRESULT code)
+/// The library's text for a COM call given a null pointer: E_POINTER's system text in a fixed
+/// frame, or the code itself where the system has no text for it (Wine).
+inline String invalidPointerText()
 {
-    String message = systemMessage(code);
-    if (message.empty()) {
-        char text[32];
-        std::snprintf(text, sizeof text, "Unknown error 0x%lX", static_cast<unsigned long>(code));
-        message = String::FromLatin1(text);
-    }
-    return String(L"Unexpected COM error.\nMessage: ") + message + String(L"\n");
+    const String system = systemMessage(E_POINTER);
+    return String(L"Unexpected COM error.\nMessage: ") +
+           (system.empty() ? String(L"Unknown error 0x80004003") : system) + String(L"\n");
 }
 
 /// What the newer parser itself reports for text (loaded as loadXML does) or for a file.
@@ -88,19 +83,6 @@ struct DirectParseError {
     String reason, url;
     long line = 0, position = 0;
 };
-
-/// The text the library builds from such an error: the reason, then the file and position
-/// lines for what the parser reports.
-inline String parseErrorText(const DirectParseError &error)
-{
-    String text = error.reason;
-    if (!error.url.empty())
-        text += String(L"File: ") + error.url + String(L"\n");
-    if (error.line != 0)
-        text += String::FromFormat(units(L"Line/Pos: %d/%d\n"), static_cast<int>(error.line),
-                                   static_cast<int>(error.position));
-    return text;
-}
 
 inline DirectParseError parseDirectly40(const String &textOrPath, bool isFile)
 {
@@ -211,18 +193,6 @@ protected:
 private:
     int generation_ = 0;
 };
-
-/// The XMLException that statement throws (a failure when it throws none).
-#define XML_EXCEPTION_OF(statement)                                        \
-    [&]() -> XMLException {                                                \
-        try {                                                              \
-            statement;                                                     \
-        } catch (const XMLException &e) {                                  \
-            return e;                                                      \
-        }                                                                  \
-        ADD_FAILURE() << "no XMLException from " #statement;               \
-        return XMLException{-1, String()};                                 \
-    }()
 
 }  // namespace xmltest
 
