@@ -128,15 +128,7 @@ LogFile::~LogFile()
 
 HRESULT STDMETHODCALLTYPE LogFile::QueryInterface(REFIID riid, void **ppv)
 {
-    if (!ppv)
-        return E_POINTER;
-    if (IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_ILogFile) || IsEqualIID(riid, IID_ILogFile2)) {
-        *ppv = static_cast<ILogFile2 *>(this);
-        AddRef();
-        return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
+    return refcount::Query(static_cast<ILogFile2 *>(this), riid, ppv, {&IID_IUnknown, &IID_ILogFile, &IID_ILogFile2});
 }
 
 ULONG STDMETHODCALLTYPE LogFile::AddRef()
@@ -146,10 +138,7 @@ ULONG STDMETHODCALLTYPE LogFile::AddRef()
 
 ULONG STDMETHODCALLTYPE LogFile::Release()
 {
-    const ULONG left = refcount::Drop(refCount_);
-    if (left == 0)
-        delete this;
-    return left;
+    return refcount::Release(refCount_, [this] { delete this; });
 }
 
 HRESULT STDMETHODCALLTYPE LogFile::SetSourceModule(const void *address)

@@ -31,10 +31,7 @@ ULONG STDMETHODCALLTYPE QvUnknown::AddRef()
 
 ULONG STDMETHODCALLTYPE QvUnknown::Release()
 {
-    const ULONG left = refcount::Drop(refCount_);
-    if (left == 0)
-        delete this;
-    return left;
+    return refcount::Release(refCount_, [this] { delete this; });
 }
 
 // --- DataObject -----------------------------------------------------------------------------
@@ -45,15 +42,8 @@ DataObject::~DataObject() {}
 
 HRESULT STDMETHODCALLTYPE DataObject::QueryInterface(REFIID riid, void **ppv)
 {
-    if (!ppv)
-        return E_POINTER;
-    if (IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IDataObject) || IsEqualIID(riid, IID_QvDataObject)) {
-        *ppv = static_cast<IDataObject *>(this);
-        AddRef();
-        return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
+    return refcount::Query(static_cast<IDataObject *>(this), riid, ppv,
+                           {&IID_IUnknown, &IID_IDataObject, &IID_QvDataObject});
 }
 
 ULONG STDMETHODCALLTYPE DataObject::AddRef()
@@ -63,10 +53,7 @@ ULONG STDMETHODCALLTYPE DataObject::AddRef()
 
 ULONG STDMETHODCALLTYPE DataObject::Release()
 {
-    const ULONG left = refcount::Drop(refCount_);
-    if (left == 0)
-        delete this;
-    return left;
+    return refcount::Release(refCount_, [this] { delete this; });
 }
 
 HRESULT STDMETHODCALLTYPE DataObject::QueryGetData(FORMATETC *)

@@ -6,27 +6,18 @@
 // object's code was loaded from) and "logged 0xHRESULT". Exit code 0 when every step
 // succeeded, 1 otherwise.
 
+#include "tests/support/LogInterface.h"
+
 #include <objbase.h>
 
 #include <cstdio>
 #include <string>
 
-// The log interface's first slots after IUnknown's. Outside the anonymous namespace: there,
-// with no class in sight implementing it, the compiler takes every call of a slot for a call
-// of a pure virtual function.
-struct Log : public IUnknown {
-    virtual HRESULT __stdcall SetSourceModule(const void *address) = 0;
-    virtual HRESULT __stdcall LogLine(const unsigned short *text) = 0;
-    virtual HRESULT __stdcall SetIndent(unsigned long level) = 0;
-    virtual HRESULT __stdcall Open(const unsigned short *path) = 0;
-};
-
 namespace {
 
-// {16D389DE-1A3F-4A43-986D-2D07C91F911B}
-const CLSID classId = {0x16D389DE, 0x1A3F, 0x4A43, {0x98, 0x6D, 0x2D, 0x07, 0xC9, 0x1F, 0x91, 0x1B}};
-// {E3F4C6F9-11E5-4F94-82A6-656B0CE12B04}
-const IID logInterface = {0xE3F4C6F9, 0x11E5, 0x4F94, {0x82, 0xA6, 0x65, 0x6B, 0x0C, 0xE1, 0x2B, 0x04}};
+using logclient::Log;
+using logclient::classId;
+const IID &logInterface = logclient::logInterface1;
 
 std::wstring wide(const char *text)
 {
