@@ -68,10 +68,10 @@ inline int decodeGroup(const signed char *v, char *out)
 
 Base64EncodingStream::Base64EncodingStream(OutputStream &target, int lineLength)
     : OutputStream(&target),
-      groupsPerLine(lineLength < 0 ? 0 : std::max(1, lineLength / 4)),
-      groupsOnLine(0),
-      pending(),
-      pendingCount(0)
+      groupsPerLine_(lineLength < 0 ? 0 : std::max(1, lineLength / 4)),
+      groupsOnLine_(0),
+      pending_(),
+      pendingCount_(0)
 {
 }
 
@@ -81,7 +81,7 @@ Base64EncodingStream::~Base64EncodingStream() noexcept(false)
         return;
     WriteFromDestructor([this] {
         InternalFlush();
-        if (groupsPerLine > 0 && groupsOnLine != 0)
+        if (groupsPerLine_ > 0 && groupsOnLine_ != 0)
             target->Write("\n", 1);
     });
 }
@@ -89,8 +89,8 @@ Base64EncodingStream::~Base64EncodingStream() noexcept(false)
 void Base64EncodingStream::WriteGroup(const char *group)
 {
     Target().Write(group, 4);
-    if (groupsPerLine > 0 && ++groupsOnLine == groupsPerLine) {
-        groupsOnLine = 0;
+    if (groupsPerLine_ > 0 && ++groupsOnLine_ == groupsPerLine_) {
+        groupsOnLine_ = 0;
         Target().Write("\n", 1);
     }
 }
@@ -100,16 +100,16 @@ void Base64EncodingStream::Write(const char *data, int count)
     if (count < 1)
         return;
     char group[4];
-    if (pendingCount > 0) {
-        int k = std::min(3 - pendingCount, count);
-        std::memcpy(pending + pendingCount, data, k);
-        pendingCount += k;
+    if (pendingCount_ > 0) {
+        int k = std::min(3 - pendingCount_, count);
+        std::memcpy(pending_ + pendingCount_, data, k);
+        pendingCount_ += k;
         data += k;
         count -= k;
-        if (pendingCount < 3)
+        if (pendingCount_ < 3)
             return;
-        pendingCount = 0;
-        encodeGroup(reinterpret_cast<const unsigned char *>(pending), group);
+        pendingCount_ = 0;
+        encodeGroup(reinterpret_cast<const unsigned char *>(pending_), group);
         WriteGroup(group);
     }
     const unsigned char *in = reinterpret_cast<const unsigned char *>(data);
@@ -129,15 +129,15 @@ void Base64EncodingStream::Write(const char *data, int count)
         for (; count >= 3 && room - used >= 5; count -= 3, in += 3) {
             encodeGroup(in, space + used);
             used += 4;
-            if (groupsPerLine > 0 && ++groupsOnLine == groupsPerLine) {
-                groupsOnLine = 0;
+            if (groupsPerLine_ > 0 && ++groupsOnLine_ == groupsPerLine_) {
+                groupsOnLine_ = 0;
                 space[used++] = '\n';
             }
         }
         target->Commit(used);
     }
-    std::memcpy(pending, in, count);
-    pendingCount = count;
+    std::memcpy(pending_, in, count);
+    pendingCount_ = count;
 }
 
 void Base64EncodingStream::FlushSelf()
@@ -147,11 +147,11 @@ void Base64EncodingStream::FlushSelf()
 
 void Base64EncodingStream::InternalFlush()
 {
-    if (pendingCount == 0)
+    if (pendingCount_ == 0)
         return;
     char group[4];
-    encodeTail(reinterpret_cast<const unsigned char *>(pending), pendingCount, group);
-    pendingCount = 0;
+    encodeTail(reinterpret_cast<const unsigned char *>(pending_), pendingCount_, group);
+    pendingCount_ = 0;
     WriteGroup(group);
 }
 
@@ -193,7 +193,7 @@ int Base64EncodingStream::Base64MemoryDecode(const char *source, int n, char *de
 
 // --- decoding ------------------------------------------------------------------------------
 
-Base64DecodingStream::Base64DecodingStream(InputStream &source) : InputStream(&source), decoded(), available(0) {}
+Base64DecodingStream::Base64DecodingStream(InputStream &source) : InputStream(&source), decoded_(), available_(0) {}
 
 Base64DecodingStream::~Base64DecodingStream() noexcept(false) {}
 
@@ -224,7 +224,7 @@ int Base64DecodingStream::ReadGroup()
                     v[have++] = value;
             }
         }
-        int k = decodeGroup(v, decoded);
+        int k = decodeGroup(v, decoded_);
         if (k > 0)
             return k;
     }
@@ -275,24 +275,24 @@ int Base64DecodingStream::ReadSome(char *buffer, int count)
 {
     if (count < 1)
         return 0;
-    if (available == 0 && count >= 3) {
+    if (available_ == 0 && count >= 3) {
         bool consumed;
         int k = DecodeShown(buffer, count, consumed);
         if (k > 0)
             return k;
     }
-    if (available == 0)
-        available = ReadGroup();
-    int k = std::min(count, available);
-    std::memcpy(buffer, decoded, k);  // from the group's first byte: see the class comment
-    available -= k;
+    if (available_ == 0)
+        available_ = ReadGroup();
+    int k = std::min(count, available_);
+    std::memcpy(buffer, decoded_, k);  // from the group's first byte: see the class comment
+    available_ -= k;
     return k;
 }
 
 void Base64DecodingStream::Read(char *buffer, int count)
 {
     while (count > 0) {
-        if (available == 0 && count >= 3) {
+        if (available_ == 0 && count >= 3) {
             bool consumed;
             int k = DecodeShown(buffer, count, consumed);
             buffer += k;

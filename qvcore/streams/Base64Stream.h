@@ -39,10 +39,10 @@ private:
     void InternalFlush();
     void WriteGroup(const char *group);
 
-    int groupsPerLine;
-    int groupsOnLine;
-    char pending[3];
-    int pendingCount;
+    int groupsPerLine_;
+    int groupsOnLine_;
+    char pending_[3];
+    int pendingCount_;
 };
 
 /// Decodes Base64 text read from the source. Characters outside the alphabet (line breaks,
@@ -67,8 +67,8 @@ private:
     int ReadGroup();
     int DecodeShown(char *buffer, int count, bool &consumed);
 
-    char decoded[3];
-    int available;
+    char decoded_[3];
+    int available_;
 };
 
 #endif

@@ -28,8 +28,8 @@ protected:
 private:
     void WriteBuffer();
 
-    MemoryBlock buffer;
-    int fill;
+    MemoryBlock buffer_;
+    int fill_;
 };
 
 /// Reads its source in pieces of up to the buffer size (ReadSome) and delivers from the
@@ -53,9 +53,9 @@ public:
 private:
     bool Fill();
 
-    MemoryBlock buffer;
-    int position;
-    int fill;
+    MemoryBlock buffer_;
+    int position_;
+    int fill_;
 };
 
 #endif

@@ -16,7 +16,7 @@ unsigned long blockCRC(const char *data, int length)
 
 // --- output --------------------------------------------------------------------------------
 
-CRCOutputStream::CRCOutputStream(OutputStream &target) : OutputStream(&target), fill(0) {}
+CRCOutputStream::CRCOutputStream(OutputStream &target) : OutputStream(&target), fill_(0) {}
 
 CRCOutputStream::~CRCOutputStream() noexcept(false)
 {
@@ -27,33 +27,33 @@ CRCOutputStream::~CRCOutputStream() noexcept(false)
 void CRCOutputStream::Write(const char *data, int count)
 {
     while (count > 0) {
-        int k = std::min(count, static_cast<int>(BlockSize) - fill);
-        std::memcpy(block + fill, data, k);
-        fill += k;
+        int k = std::min(count, static_cast<int>(BlockSize) - fill_);
+        std::memcpy(block_ + fill_, data, k);
+        fill_ += k;
         data += k;
         count -= k;
-        if (fill == BlockSize)
+        if (fill_ == BlockSize)
             FlushSelf();
     }
 }
 
 void CRCOutputStream::FlushSelf()
 {
-    if (fill <= 0)
+    if (fill_ <= 0)
         return;
     OutputStream &out = Target();
-    int length = fill;
-    unsigned int crc = static_cast<unsigned int>(blockCRC(block, length));
+    int length = fill_;
+    unsigned int crc = static_cast<unsigned int>(blockCRC(block_, length));
     // The block is taken even when the target fails, so that a retried flush cannot repeat it.
-    fill = 0;
+    fill_ = 0;
     out << length;
-    out.Write(block, length);
+    out.Write(block_, length);
     out << crc;
 }
 
 // --- input ---------------------------------------------------------------------------------
 
-CRCInputStream::CRCInputStream(InputStream &source) : InputStream(&source), position(BlockSize) {}
+CRCInputStream::CRCInputStream(InputStream &source) : InputStream(&source), position_(BlockSize) {}
 
 CRCInputStream::~CRCInputStream() noexcept(false) {}
 
@@ -78,17 +78,17 @@ void CRCInputStream::ReadData(char *data, int length)
 void CRCInputStream::ReadBlock()
 {
     int length = ReadLength();
-    position = BlockSize - length;
-    ReadData(block + position, length);
+    position_ = BlockSize - length;
+    ReadData(block_ + position_, length);
 }
 
 void CRCInputStream::Read(char *buffer, int count)
 {
     for (;;) {
-        int k = std::min(static_cast<int>(BlockSize) - position, count);
+        int k = std::min(static_cast<int>(BlockSize) - position_, count);
         if (k > 0) {
-            std::memcpy(buffer, block + position, k);
-            position += k;
+            std::memcpy(buffer, block_ + position_, k);
+            position_ += k;
             buffer += k;
             count -= k;
         }
@@ -101,8 +101,8 @@ void CRCInputStream::Read(char *buffer, int count)
             buffer += length;
             count -= length;
         } else {
-            position = BlockSize - length;
-            ReadData(block + position, length);
+            position_ = BlockSize - length;
+            ReadData(block_ + position_, length);
         }
     }
 }
@@ -111,24 +111,24 @@ int CRCInputStream::ReadSome(char *buffer, int count)
 {
     if (count < 1)
         return 0;
-    if (position == BlockSize)
+    if (position_ == BlockSize)
         ReadBlock();
-    int k = std::min(static_cast<int>(BlockSize) - position, count);
+    int k = std::min(static_cast<int>(BlockSize) - position_, count);
     Read(buffer, k);
     return k;
 }
 
 int CRCInputStream::Peek(const char *&data)
 {
-    data = block + position;
-    return BlockSize - position;
+    data = block_ + position_;
+    return BlockSize - position_;
 }
 
 void CRCInputStream::Skip(int count)
 {
-    int k = std::min(static_cast<int>(BlockSize) - position, count);
+    int k = std::min(static_cast<int>(BlockSize) - position_, count);
     if (k > 0) {
-        position += k;
+        position_ += k;
         count -= k;
     }
     InputStream::Skip(count);

@@ -24,8 +24,8 @@ protected:
     void FlushSelf() override;
 
 private:
-    char block[BlockSize];
-    int fill;
+    char block_[BlockSize];
+    int fill_;
 };
 
 /// Reads CRC-checked blocks and delivers their data. A length outside 1 to 4088 throws code 4
@@ -49,8 +49,8 @@ private:
     void ReadData(char *data, int length);
     void ReadBlock();
 
-    char block[BlockSize];
-    int position;  // index of the next unread byte; a block of L bytes fills the last L bytes
+    char block_[BlockSize];
+    int position_;  // index of the next unread byte; a block of L bytes fills the last L bytes
 };
 
 #endif

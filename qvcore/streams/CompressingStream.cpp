@@ -135,15 +135,15 @@ private:
 // --- compression ---------------------------------------------------------------------------
 
 CompressingStream::CompressingStream(OutputStream &target, int level)
-    : OutputStream(&target), level(level == -1 ? -1 : level < 0 ? 0 : level > 9 ? 9 : level), zstream(nullptr),
-      pending(false)
+    : OutputStream(&target), level_(level == -1 ? -1 : level < 0 ? 0 : level > 9 ? 9 : level), zstream_(nullptr),
+      pending_(false)
 {
 }
 
 CompressingStream::~CompressingStream() noexcept(false)
 {
-    ZlibRelease<deflateEnd> release{zstream};
-    if (zstream && target)
+    ZlibRelease<deflateEnd> release{zstream_};
+    if (zstream_ && target)
         WriteFromDestructor([this] { InternalFlush(true); });
 }
 
@@ -152,29 +152,29 @@ void CompressingStream::Write(const char *data, int count)
     if (count < 1)
         return;
     OutputStream &out = Target();
-    if (!zstream) {
-        zstream = new z_stream();
-        if (deflateInit(zstream, level) != Z_OK) {
-            z_stream failed = *zstream;
-            delete zstream;
-            zstream = nullptr;
+    if (!zstream_) {
+        zstream_ = new z_stream();
+        if (deflateInit(zstream_, level_) != Z_OK) {
+            z_stream failed = *zstream_;
+            delete zstream_;
+            zstream_ = nullptr;
             throwZlib(failed);
         }
     }
-    pending = true;
-    zstream->next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data));
-    zstream->avail_in = static_cast<uInt>(count);
+    pending_ = true;
+    zstream_->next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data));
+    zstream_->avail_in = static_cast<uInt>(count);
     do {
         char buffer[2048];
-        zstream->next_out = reinterpret_cast<Bytef *>(buffer);
-        zstream->avail_out = sizeof buffer;
-        int result = deflate(zstream, Z_NO_FLUSH);
+        zstream_->next_out = reinterpret_cast<Bytef *>(buffer);
+        zstream_->avail_out = sizeof buffer;
+        int result = deflate(zstream_, Z_NO_FLUSH);
         if (result != Z_OK)
-            throwZlib(*zstream, result);
-        int produced = static_cast<int>(sizeof buffer - zstream->avail_out);
+            throwZlib(*zstream_, result);
+        int produced = static_cast<int>(sizeof buffer - zstream_->avail_out);
         if (produced > 0)
             out.Write(buffer, produced);
-    } while (zstream->avail_in > 0);
+    } while (zstream_->avail_in > 0);
 }
 
 void CompressingStream::FlushSelf()
@@ -184,21 +184,21 @@ void CompressingStream::FlushSelf()
 
 void CompressingStream::InternalFlush(bool finish)
 {
-    if (!zstream || (!finish && !pending))
+    if (!zstream_ || (!finish && !pending_))
         return;
     OutputStream &out = Target();
-    zstream->next_in = nullptr;
-    zstream->avail_in = 0;
+    zstream_->next_in = nullptr;
+    zstream_->avail_in = 0;
     for (;;) {
         char buffer[4096];
-        zstream->next_out = reinterpret_cast<Bytef *>(buffer);
-        zstream->avail_out = sizeof buffer;
-        int result = deflate(zstream, finish ? Z_FINISH : Z_SYNC_FLUSH);
+        zstream_->next_out = reinterpret_cast<Bytef *>(buffer);
+        zstream_->avail_out = sizeof buffer;
+        int result = deflate(zstream_, finish ? Z_FINISH : Z_SYNC_FLUSH);
         if (result != Z_OK && result != Z_STREAM_END)
-            throwZlib(*zstream, result);
-        out.Write(buffer, static_cast<int>(sizeof buffer - zstream->avail_out));
-        if ((finish && result == Z_STREAM_END) || zstream->avail_out != 0) {
-            pending = false;
+            throwZlib(*zstream_, result);
+        out.Write(buffer, static_cast<int>(sizeof buffer - zstream_->avail_out));
+        if ((finish && result == Z_STREAM_END) || zstream_->avail_out != 0) {
+            pending_ = false;
             return;
         }
     }
@@ -207,13 +207,13 @@ void CompressingStream::InternalFlush(bool finish)
 // --- decompression -------------------------------------------------------------------------
 
 DecompressingStream::DecompressingStream(InputStream &source)
-    : InputStream(&source), zstream(nullptr), input(0), ended(false)
+    : InputStream(&source), zstream_(nullptr), input_(0), ended_(false)
 {
 }
 
 DecompressingStream::~DecompressingStream() noexcept(false)
 {
-    ZlibRelease<inflateEnd> release{zstream};
+    ZlibRelease<inflateEnd> release{zstream_};
 }
 
 void DecompressingStream::Read(char *buffer, int count)
@@ -235,16 +235,16 @@ int DecompressingStream::Decompress(char *buffer, int count, bool some)
 {
     if (count < 1)
         return 0;
-    if (!zstream)
-        zstream = newInflater();
-    Inflation request(*zstream, buffer, count, some, ended);
-    if (zstream->avail_in == 0 && request.StartWithoutInput(*source, input))
+    if (!zstream_)
+        zstream_ = newInflater();
+    Inflation request(*zstream_, buffer, count, some, ended_);
+    if (zstream_->avail_in == 0 && request.StartWithoutInput(*source, input_))
         return count;
     while (!request.Complete()) {
-        if (zstream->avail_in == 0 && request.TakeShownBytes(*source))
+        if (zstream_->avail_in == 0 && request.TakeShownBytes(*source))
             continue;
-        if (zstream->avail_in == 0)
-            request.TakeOneByte(*source, input);
+        if (zstream_->avail_in == 0)
+            request.TakeOneByte(*source, input_);
         request.Inflate(/*mayStall=*/false);
     }
     return request.Produced();

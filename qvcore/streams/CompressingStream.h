@@ -29,9 +29,9 @@ protected:
 private:
     void InternalFlush(bool finish);
 
-    int level;
-    z_stream_s *zstream;  // created by the first non-empty Write
-    bool pending;         // data compressed since the last flush
+    int level_;
+    z_stream_s *zstream_;  // created by the first non-empty Write
+    bool pending_;         // data compressed since the last flush
 };
 
 /// Decompresses a zlib stream read from the source.
@@ -52,14 +52,14 @@ public:
     int ReadSome(char *buffer, int count) override;
 
     /// True once the end of the zlib stream has been reached.
-    bool AtEnd() const { return ended; }
+    bool AtEnd() const { return ended_; }
 
 private:
     int Decompress(char *buffer, int count, bool some);
 
-    z_stream_s *zstream;  // created by the first non-empty Read
-    char input;           // the byte handed to zlib when the source shows nothing in memory
-    bool ended;
+    z_stream_s *zstream_;  // created by the first non-empty Read
+    char input_;           // the byte handed to zlib when the source shows nothing in memory
+    bool ended_;
 };
 
 #endif

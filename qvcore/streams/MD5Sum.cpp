@@ -154,7 +154,7 @@ void MD5SumStream::Context::Final(unsigned char digest[16])
 
 MD5Sum::MD5Sum()
 {
-    MD5SumStream::Context().Final(digest);
+    MD5SumStream::Context().Final(digest_);
 }
 
 MD5Sum::MD5Sum(const char *data, int size)
@@ -162,12 +162,12 @@ MD5Sum::MD5Sum(const char *data, int size)
     MD5SumStream::Context context;
     if (size > 0)
         context.Update(reinterpret_cast<const unsigned char *>(data), static_cast<std::size_t>(size));
-    context.Final(digest);
+    context.Final(digest_);
 }
 
 bool MD5Sum::operator==(const MD5Sum &other) const
 {
-    return std::memcmp(digest, other.digest, 16) == 0;
+    return std::memcmp(digest_, other.digest_, 16) == 0;
 }
 
 bool MD5Sum::operator!=(const MD5Sum &other) const
@@ -177,7 +177,7 @@ bool MD5Sum::operator!=(const MD5Sum &other) const
 
 bool MD5Sum::operator<(const MD5Sum &other) const
 {
-    return std::memcmp(digest, other.digest, 16) < 0;
+    return std::memcmp(digest_, other.digest_, 16) < 0;
 }
 
 bool MD5Sum::operator<=(const MD5Sum &other) const
@@ -200,8 +200,8 @@ std::string MD5Sum::HexString() const
     static const char digits[] = "0123456789ABCDEF";
     std::string text(32, '0');
     for (int i = 0; i < 16; ++i) {
-        text[2 * i] = digits[digest[i] >> 4];
-        text[2 * i + 1] = digits[digest[i] & 15];
+        text[2 * i] = digits[digest_[i] >> 4];
+        text[2 * i + 1] = digits[digest_[i] & 15];
     }
     return text;
 }
@@ -209,7 +209,7 @@ std::string MD5Sum::HexString() const
 std::string MD5Sum::Base64String() const
 {
     char text[24];
-    Base64EncodingStream::Base64MemoryEncode(reinterpret_cast<const char *>(digest), 16, text);
+    Base64EncodingStream::Base64MemoryEncode(reinterpret_cast<const char *>(digest_), 16, text);
     return std::string(text, 22);
 }
 
@@ -228,30 +228,30 @@ bool MD5Sum::SetHexString(const std::string &text)
         else
             bytes[i / 2] |= static_cast<unsigned char>(value);
     }
-    std::memcpy(digest, bytes, 16);
+    std::memcpy(digest_, bytes, 16);
     return true;
 }
 
 // --- MD5SumStream --------------------------------------------------------------------------
 
-MD5SumStream::MD5SumStream() : OutputStream(nullptr), context(new Context) {}
+MD5SumStream::MD5SumStream() : OutputStream(nullptr), context_(new Context) {}
 
 MD5SumStream::~MD5SumStream() noexcept(false)
 {
-    delete context;
+    delete context_;
 }
 
 void MD5SumStream::Write(const char *data, int count)
 {
     if (count > 0)
-        context->Update(reinterpret_cast<const unsigned char *>(data), static_cast<std::size_t>(count));
+        context_->Update(reinterpret_cast<const unsigned char *>(data), static_cast<std::size_t>(count));
 }
 
 MD5Sum MD5SumStream::GetMD5Sum()
 {
     Flush();
     MD5Sum sum;
-    Context copy = *context;  // the stream's own context goes on
-    copy.Final(sum.digest);
+    Context copy = *context_;  // the stream's own context goes on
+    copy.Final(sum.digest_);
     return sum;
 }

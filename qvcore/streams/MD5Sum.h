@@ -30,11 +30,11 @@ public:
     bool SetHexString(const std::string &text);
 
     /// The 16 bytes.
-    const unsigned char *Bytes() const { return digest; }
+    const unsigned char *Bytes() const { return digest_; }
 
 private:
     friend class MD5SumStream;
-    unsigned char digest[16];
+    unsigned char digest_[16];
 };
 
 /// A sink that computes the MD5 digest of everything written into it.
@@ -51,7 +51,7 @@ public:
 private:
     friend class MD5Sum;
     struct Context;
-    Context *context;  // owned
+    Context *context_;  // owned
 };
 
 #endif

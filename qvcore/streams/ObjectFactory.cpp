@@ -20,7 +20,7 @@ void eraseAll(std::string &text, const char *word)
 
 ObjectFactory::ObjectFactory()
 {
-    InitializeSRWLock(&lock);
+    InitializeSRWLock(&lock_);
 }
 
 ObjectFactory::~ObjectFactory() {}
@@ -62,9 +62,9 @@ int ObjectFactory::GetClassID(const std::type_info &type) const
 
 const IObjectFactoryObjectFunctions *ObjectFactory::GetObjectFactoryObjectFunctions(int id) const
 {
-    SharedGuard guard(lock);
-    auto found = classes.find(id);
-    return found == classes.end() ? nullptr : found->second;
+    SharedGuard guard(lock_);
+    auto found = classes_.find(id);
+    return found == classes_.end() ? nullptr : found->second;
 }
 
 IUnknown *ObjectFactory::CreateObject(int id) const
@@ -86,17 +86,17 @@ IUnknown *ObjectFactory::CreateObject(const std::type_info &type) const
 int ObjectFactory::Register(const IUnknown &prototype, const char *name, IObjectFactoryObjectFunctions *functions)
 {
     int id = name ? GetClassID(name) : GetClassID(typeid(prototype));
-    ExclusiveGuard guard(lock);
-    classes[id] = functions;
+    ExclusiveGuard guard(lock_);
+    classes_[id] = functions;
     return id;
 }
 
 void ObjectFactory::Unregister(int id, const IObjectFactoryObjectFunctions *functions)
 {
-    ExclusiveGuard guard(lock);
-    auto found = classes.find(id);
-    if (found != classes.end() && found->second == functions)
-        classes.erase(found);
+    ExclusiveGuard guard(lock_);
+    auto found = classes_.find(id);
+    if (found != classes_.end() && found->second == functions)
+        classes_.erase(found);
 }
 
 int ObjectFactoryRegistrar::Register(ObjectFactory &factory, const IUnknown &prototype, const char *name,

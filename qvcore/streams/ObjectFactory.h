@@ -89,8 +89,8 @@ private:
     /// id stays).
     void Unregister(int id, const IObjectFactoryObjectFunctions *functions);
 
-    std::map<int, IObjectFactoryObjectFunctions *> classes;
-    mutable SRWLOCK lock;
+    std::map<int, IObjectFactoryObjectFunctions *> classes_;
+    mutable SRWLOCK lock_;
 };
 
 /// The one way into a factory's private registration, for ObjectFactoryClass and for

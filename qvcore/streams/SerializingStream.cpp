@@ -80,7 +80,7 @@ ISerializable *SerialClassCache::Serializable(IUnknown *created)
 // --- output --------------------------------------------------------------------------------
 
 SerializingOutputStream::SerializingOutputStream(const IObjectFactory &factory, OutputStream &target)
-    : OutputStream(&target), factory(factory), itemCounter(0), nesting(0)
+    : OutputStream(&target), factory_(factory), itemCounter_(0), nesting_(0)
 {
 }
 
@@ -134,22 +134,22 @@ void SerializingOutputStream::Write(const ISerializable &object)
 
 void SerializingOutputStream::WriteObject(const ISerializable &object, ItemBytes &item)
 {
-    NestingGuard guard(nesting, L"Objects nested too deeply to be read back");
-    const int classID = classes.ClassID(factory, typeid(object));
-    const int number = itemCounter++;
-    const IObjectFactoryObjectFunctions *functions = classes.Functions(factory, classID);
+    NestingGuard guard(nesting_, L"Objects nested too deeply to be read back");
+    const int classID = classes_.ClassID(factory_, typeid(object));
+    const int number = itemCounter_++;
+    const IObjectFactoryObjectFunctions *functions = classes_.Functions(factory_, classID);
     if (functions && functions->IsSingleton()) {
         // Singletons are one object per key, whatever their address: the class says which key
         // this one has.
         IUnknown *unknown = const_cast<ISerializable *>(&object);
-        for (const auto &written : singletonsWritten) {
+        for (const auto &written : singletonsWritten_) {
             if (functions->IsSingletonObject(unknown, written.first)) {
                 item.Command(singletonTag, written.second);
                 Write(item.bytes, item.size);
                 return;
             }
         }
-        singletonsWritten.emplace(functions->GetSingletonKey(unknown), number);
+        singletonsWritten_.emplace(functions->GetSingletonKey(unknown), number);
     }
     const short version = object.Version();
     item.Add(&classID, 4);
@@ -160,21 +160,21 @@ void SerializingOutputStream::WriteObject(const ISerializable &object, ItemBytes
 
 void SerializingOutputStream::WriteRef(const ISerializable *object)
 {
-    const int number = itemCounter++;
+    const int number = itemCounter_++;
     if (!object) {
         // -1 in first place: a 0 there would be the reference's own number, which announces
         // an inline object.
         WriteCommand(referenceTag, number == 0 ? -1 : 0);
         return;
     }
-    if (const int *written = objectsWritten.Find(object)) {
+    if (const int *written = objectsWritten_.Find(object)) {
         WriteCommand(referenceTag, *written);
         return;
     }
     // The inline object takes the next number; recorded first, so that a cycle back to it
     // while it writes its data is a plain reference. The reference and the object's header
     // go out together.
-    objectsWritten.Insert(object, number + 1);
+    objectsWritten_.Insert(object, number + 1);
     ItemBytes item;
     item.Command(referenceTag, number);
     WriteObject(*object, item);
@@ -183,7 +183,7 @@ void SerializingOutputStream::WriteRef(const ISerializable *object)
 // --- input ---------------------------------------------------------------------------------
 
 SerializingInputStream::SerializingInputStream(const IObjectFactory &factory, InputStream &source)
-    : InputStream(&source), factory(factory), itemCounter(0), nesting(0), observer(nullptr)
+    : InputStream(&source), factory_(factory), itemCounter_(0), nesting_(0), observer_(nullptr)
 {
 }
 
@@ -221,27 +221,27 @@ ISerializable *SerializingInputStream::Create()
 
 ISerializable *SerializingInputStream::ReadRef()
 {
-    const int number = itemCounter++;
+    const int number = itemCounter_++;
     unsigned int command[2];
     Read(reinterpret_cast<char *>(command), 8);
     if (command[0] != 0 || command[1] != referenceTag)
         throwMalformed(L"Next stream object is not a reference");
     int r;
     *this >> r;
-    if (observer)
-        observer->ReferenceRead(number, r);
+    if (observer_)
+        observer_->ReferenceRead(number, r);
     if (r == number)
         return ReadObject(nullptr, /*afterReference=*/true);
     if (r == 0 || r == -1)
         return nullptr;
     // References go mostly to objects read shortly before: the last few are looked at first.
-    auto found = objectsRead.end();
-    for (int back = 0; back < 4 && found != objectsRead.begin() && (found - 1)->first >= r; ++back)
+    auto found = objectsRead_.end();
+    for (int back = 0; back < 4 && found != objectsRead_.begin() && (found - 1)->first >= r; ++back)
         --found;
-    if (found == objectsRead.end() || found->first != r)
-        found = std::lower_bound(objectsRead.begin(), found, r,
+    if (found == objectsRead_.end() || found->first != r)
+        found = std::lower_bound(objectsRead_.begin(), found, r,
                                  [](const std::pair<int, ComPtr<ISerializable>> &kept, int n) { return kept.first < n; });
-    if (found == objectsRead.end() || found->first != r)
+    if (found == objectsRead_.end() || found->first != r)
         throwMalformed(L"Reference to non-existing object");
     found->second->AddRef();
     return found->second.get();
@@ -251,14 +251,14 @@ void SerializingInputStream::Keep(int number, ISerializable *object)
 {
     object->AddRef();
     ComPtr<ISerializable> reference(object);  // released again if it cannot be kept
-    objectsRead.emplace_back(number, std::move(reference));
+    objectsRead_.emplace_back(number, std::move(reference));
 }
 
 ISerializable *SerializingInputStream::ReadObject(ISerializable *target, bool afterReference)
 {
-    NestingGuard guard(nesting, L"Objects nested too deeply in stream");
-    const int number = itemCounter++;
-    const int expectedID = target ? classes.ClassID(factory, typeid(*target)) : 0;
+    NestingGuard guard(nesting_, L"Objects nested too deeply in stream");
+    const int number = itemCounter_++;
+    const int expectedID = target ? classes_.ClassID(factory_, typeid(*target)) : 0;
     int classID;
     *this >> classID;
     if (classID == 0) {
@@ -267,21 +267,21 @@ ISerializable *SerializingInputStream::ReadObject(ISerializable *target, bool af
             Keep(number, singleton);
         return singleton;
     }
-    if (observer)
-        observer->ObjectBegins(number, classID);
-    const IObjectFactoryObjectFunctions *functions = classes.Functions(factory, classID);
+    if (observer_)
+        observer_->ObjectBegins(number, classID);
+    const IObjectFactoryObjectFunctions *functions = classes_.Functions(factory_, classID);
     if (!functions || (target && classID != expectedID))
         throwMalformed(L"Unexpected object in stream");
     short version;
     *this >> version;
-    if (observer)
-        observer->ObjectVersion(number, version);
+    if (observer_)
+        observer_->ObjectVersion(number, version);
 
     ComPtr<ISerializable> created;
     ISerializable *object = target;
     if (!target) {
         ComPtr<IUnknown> instance(functions->CreateInstance());
-        object = instance ? classes.Serializable(instance.get()) : nullptr;
+        object = instance ? classes_.Serializable(instance.get()) : nullptr;
         if (!object)
             throwMalformed(L"Non-serializable object in stream");
         instance.release();  // the same object, the same one reference
@@ -295,8 +295,8 @@ ISerializable *SerializingInputStream::ReadObject(ISerializable *target, bool af
     object->Read(*this, version);
     if (functions->IsSingleton())
         CheckSingleton(*functions, object, classID, number);
-    if (observer)
-        observer->ObjectEnds(number);
+    if (observer_)
+        observer_->ObjectEnds(number);
     return created.release();
 }
 
@@ -309,7 +309,7 @@ void SerializingInputStream::CheckSingleton(const IObjectFactoryObjectFunctions 
     ComPtr<IUnknown> existing(functions.TransferSingleton(key, nullptr));
     if (existing && existing.get() != static_cast<IUnknown *>(object))
         throw SingeltonObjectExistsException(dynamic_cast<ISerializable *>(existing.get()));
-    singletonsRead[number] = SingletonRead{key, classID, &functions};
+    singletonsRead_[number] = SingletonRead{key, classID, &functions};
 }
 
 ISerializable *SerializingInputStream::ReadSingletonReference(ISerializable *target, int expectedID, int number)
@@ -320,10 +320,10 @@ ISerializable *SerializingInputStream::ReadSingletonReference(ISerializable *tar
         throwMalformed(L"Unknown command in stream");
     int r;
     *this >> r;
-    if (observer)
-        observer->SingletonReferenceRead(number, r);
-    auto found = singletonsRead.find(r);
-    if (found == singletonsRead.end())
+    if (observer_)
+        observer_->SingletonReferenceRead(number, r);
+    auto found = singletonsRead_.find(r);
+    if (found == singletonsRead_.end())
         throwMalformed(L"Reference to unknown object in stream");
     const SingletonRead &singleton = found->second;
     if (target && singleton.classID != expectedID)

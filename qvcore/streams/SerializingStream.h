@@ -156,12 +156,12 @@ private:
     /// Writes object's item after the bytes already in item, all in one Write.
     void WriteObject(const ISerializable &object, ItemBytes &item);
 
-    const IObjectFactory &factory;
-    int itemCounter;
-    std::map<String, int> singletonsWritten;
-    SerialAddressTable objectsWritten;
-    SerialClassCache classes;
-    int nesting;
+    const IObjectFactory &factory_;
+    int itemCounter_;
+    std::map<String, int> singletonsWritten_;
+    SerialAddressTable objectsWritten_;
+    SerialClassCache classes_;
+    int nesting_;
 };
 
 /// Told of each item as a SerializingInputStream reads it, for tools that show a stream's
@@ -240,7 +240,7 @@ public:
     ISerializable *ReadRef();
 
     /// Reports every item read from now on to observer (not owned; null: none).
-    void SetObserver(ISerializingObserver *observer) { this->observer = observer; }
+    void SetObserver(ISerializingObserver *observer) { this->observer_ = observer; }
 
     /// Plain bytes from the source.
     void Read(char *buffer, int count) override;
@@ -261,16 +261,16 @@ private:
                         int number);
     void Keep(int number, ISerializable *object);
 
-    const IObjectFactory &factory;
-    int itemCounter;
-    std::map<int, SingletonRead> singletonsRead;
+    const IObjectFactory &factory_;
+    int itemCounter_;
+    std::map<int, SingletonRead> singletonsRead_;
     // Objects are kept in the order of their numbers, which rise: appending keeps the order,
     // a lookup is a binary search, and references mostly go to recent objects, whose end of
     // the search stays in the cache.
-    std::vector<std::pair<int, ComPtr<ISerializable>>> objectsRead;
-    SerialClassCache classes;
-    int nesting;
-    ISerializingObserver *observer;
+    std::vector<std::pair<int, ComPtr<ISerializable>>> objectsRead_;
+    SerialClassCache classes_;
+    int nesting_;
+    ISerializingObserver *observer_;
 };
 
 #endif

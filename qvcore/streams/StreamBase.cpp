@@ -316,22 +316,22 @@ MemoryOutputStream::~MemoryOutputStream() noexcept(false) {}
 void MemoryOutputStream::Write(const char *data, int count)
 {
     if (count > 0)
-        content.append(data, count);
+        content_.append(data, count);
 }
 
 std::string MemoryOutputStream::GetContent()
 {
     Flush();
-    return content.toString();
+    return content_.toString();
 }
 
 MemoryInputStream::MemoryInputStream(const char *data, int size)
-    : InputStream(nullptr), position(data), remaining(size)
+    : InputStream(nullptr), position_(data), remaining_(size)
 {
 }
 
 MemoryInputStream::MemoryInputStream(const std::string &data)
-    : InputStream(nullptr), position(data.data()), remaining(checkedLength(data.size(), 1))
+    : InputStream(nullptr), position_(data.data()), remaining_(checkedLength(data.size(), 1))
 {
 }
 
@@ -339,41 +339,41 @@ MemoryInputStream::~MemoryInputStream() noexcept(false) {}
 
 void MemoryInputStream::Read(char *buffer, int count)
 {
-    if (count > remaining)
+    if (count > remaining_)
         ThrowEndOfData(String(L"Memory block too short"));
     if (count < 1)
         return;
-    std::memcpy(buffer, position, count);
-    position += count;
-    remaining -= count;
+    std::memcpy(buffer, position_, count);
+    position_ += count;
+    remaining_ -= count;
 }
 
 int MemoryInputStream::ReadSome(char *buffer, int count)
 {
     if (count < 1)
         return 0;
-    if (remaining < 1)
+    if (remaining_ < 1)
         ThrowEndOfData(String(L"Memory block too short"));
-    if (count > remaining)
-        count = remaining;
+    if (count > remaining_)
+        count = remaining_;
     Read(buffer, count);
     return count;
 }
 
 int MemoryInputStream::Peek(const char *&data)
 {
-    data = position;
-    return remaining > 0 ? remaining : 0;
+    data = position_;
+    return remaining_ > 0 ? remaining_ : 0;
 }
 
 void MemoryInputStream::Skip(int count)
 {
-    if (count > remaining)
+    if (count > remaining_)
         ThrowEndOfData(String(L"Memory block too short"));
     if (count < 1)
         return;
-    position += count;
-    remaining -= count;
+    position_ += count;
+    remaining_ -= count;
 }
 
 // --- memory blocks -------------------------------------------------------------------------

@@ -241,7 +241,7 @@ public:
     std::string GetContent();
 
 private:
-    MemoryBlockVector content;
+    MemoryBlockVector content_;
 };
 
 /// A source over bytes in the caller's memory. Nothing is copied: the buffer or string must
@@ -260,11 +260,11 @@ public:
     void Skip(int count) override;
 
     /// The count of unread bytes.
-    int Remaining() const { return remaining; }
+    int Remaining() const { return remaining_; }
 
 private:
-    const char *position;
-    int remaining;
+    const char *position_;
+    int remaining_;
 };
 
 /// The size as a 32-bit integer, then the bytes.
