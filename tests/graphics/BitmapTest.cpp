@@ -146,6 +146,30 @@ TEST(BitmapAlpha, ChannelIsReadSetKeyedAndPremultipliedBothWays)
     EXPECT_EQ(bitmap.GetPixel(Point(3, 1)) >> 24, 7u);
 }
 
+TEST(BitmapAlpha, BlendOntoStraightAlphaChangesOnlyTheCoveredPixelsAndComposesOver)
+{
+    GDIBitmap base = GDIBitmap::CreateDIB(Size(3, 3));
+    for (int i = 0; i < 9; ++i)
+        base.SetPixel(Point(i % 3, i / 3), argb(i * 28 + 3, 200 - i, 7 * i, 99));  // translucent, not premultiplied
+    base.SetAlphaFormat(BitmapBase::StraightAlpha);
+    GDIBitmap over = GDIBitmap::CreateDIB(Size(2, 2));
+    for (int i = 0; i < 4; ++i)
+        over.SetPixel(Point(i % 2, i / 2), argb(128, 0, 0, 255));
+    over.SetAlphaFormat(BitmapBase::StraightAlpha);
+    GDIBitmap before = base.ToDIB();
+
+    ASSERT_TRUE(base.Blend(over, Point(-1, -1)));  // only (0, 0) is covered
+    for (int i = 1; i < 9; ++i)
+        EXPECT_EQ(base.GetPixel(Point(i % 3, i / 3)), before.GetPixel(Point(i % 3, i / 3))) << i;
+    // Source over a translucent destination: alpha 128 + 3 * (1 - 128/255), colours weighted
+    // by their coverage and divided back.
+    DWORD got = base.GetPixel(Point(0, 0));
+    double a = 128 + 3 * (127 / 255.0);
+    EXPECT_NEAR(got >> 24, a, 1);
+    EXPECT_NEAR(got & 0xFF, (255 * 128 + 99 * 3 * (127 / 255.0)) / a, 3);
+    EXPECT_NEAR(got >> 16 & 0xFF, 200 * 3 * (127 / 255.0) / a, 3);
+}
+
 TEST(BitmapAlpha, PixelAccessNeedsADIBAndAPointInside)
 {
     Canvas screen(1, 1);

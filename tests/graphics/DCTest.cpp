@@ -118,6 +118,45 @@ TEST(DC, ClientAndWindowContextsOfTheDesktopAreReleased)
     EXPECT_NE(window, nullptr);
 }
 
+// What the window procedure below saw while painting.
+struct Painted {
+    Rect paintRect;
+    COLORREF pixel = CLR_INVALID;
+    int calls = 0;
+} painted;
+
+LRESULT CALLBACK paintingWindow(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (message != WM_PAINT)
+        return DefWindowProcA(window, message, wParam, lParam);
+    PaintDC dc(window);
+    ++painted.calls;
+    painted.paintRect = dc.GetPaintRect();
+    dc.FillSolidRect(Rect(0, 0, 4, 4), kGreen);
+    painted.pixel = dc.GetPixel(Point(1, 1));
+    return 0;
+}
+
+TEST(DC, PaintDCPaintsTheInvalidRegionAndValidatesIt)
+{
+    WNDCLASSA windowClass = {};
+    windowClass.lpfnWndProc = paintingWindow;
+    windowClass.hInstance = GetModuleHandleA(nullptr);
+    windowClass.lpszClassName = "QvCorePaintTest";
+    RegisterClassA(&windowClass);
+    HWND window = CreateWindowExA(0, "QvCorePaintTest", "paint", WS_POPUP | WS_VISIBLE, 0, 0, 40, 30, nullptr, nullptr,
+                                  windowClass.hInstance, nullptr);
+    ASSERT_NE(window, nullptr);
+    InvalidateRect(window, nullptr, FALSE);
+    UpdateWindow(window);
+    EXPECT_GE(painted.calls, 1);
+    EXPECT_EQ(painted.paintRect, Rect(0, 0, 40, 30));
+    EXPECT_EQ(painted.pixel, kGreen);
+    RECT stillInvalid;
+    EXPECT_FALSE(GetUpdateRect(window, &stillInvalid, FALSE)) << "EndPaint did not validate the window";
+    DestroyWindow(window);
+}
+
 // --- shapes --------------------------------------------------------------------------------------
 
 TEST(DCDrawing, RectangleOutlinesWithThePenAndFillsWithTheBrushRightAndBottomExclusive)
