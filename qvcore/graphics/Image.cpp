@@ -84,6 +84,7 @@ struct ImageDecoding {
     {
         if (count > 0xFFFFFFFFu)
             fail(WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
+        checkDeclaredSize(data, count);
         Codecs codecs;
         ComPtr<IWICStream> stream;
         check(codecs->CreateStream(stream.receive()));

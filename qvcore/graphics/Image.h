@@ -35,7 +35,10 @@ public:
     enum Format { Unknown, Bmp, Png, Jpeg, Gif, Tiff, Ico };
 
     /// The largest image decoded: 32768 pixels a side and 2^28 bytes of pixels (64 Mi pixels).
-    /// Larger ones throw Exception (WINCODEC_ERR_IMAGESIZEOUTOFRANGE) before anything is made.
+    /// Larger ones throw Exception (WINCODEC_ERR_IMAGESIZEOUTOFRANGE) before anything is made:
+    /// the sizes a PNG, GIF, BMP, JPEG, TIFF or ICO file declares for any of its frames are
+    /// checked in its headers before the codec sees it (codecs do not all survive sizes they
+    /// cannot allocate).
     static const int kMaxSide = 32768;
     static const long long kMaxPixels = 1LL << 26;
 

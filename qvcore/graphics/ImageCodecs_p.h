@@ -43,6 +43,11 @@ private:
     ComPtr<IWICImagingFactory> factory_;
 };
 
+/// Throws Image::Exception (WINCODEC_ERR_IMAGESIZEOUTOFRANGE) when the image file's headers
+/// declare an image or frame beyond Image::kMaxSide or Image::kMaxPixels (PNG, GIF, BMP, JPEG,
+/// TIFF, ICO; other data passes).
+void checkDeclaredSize(const void *data, size_t count);
+
 /// Makes a 32-bit BMP file's header a version-5 one whose masks declare the alpha channel
 /// (blue, green, red, alpha bytes), as encoders that write a plain header leave it out. A
 /// version-5 header already declaring it is left as it is; anything else throws

@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <wincodec.h>
+
 #include <cstring>
 #include <stdexcept>
 #include <thread>
@@ -101,6 +103,30 @@ TEST(ImageDecode, DamagedOrForeignDataThrowsTheCodecsCodeAndText)
             EXPECT_LT(e.code, 0);
             EXPECT_NE(e.message.Utf8().find(" (0x"), std::string::npos) << e.message.Utf8();
             EXPECT_GT(e.message.size(), 14u) << "no text before the code";
+        }
+    }
+}
+
+// Headers declaring sizes no decoder should be asked to allocate: Wine's JPEG decoder writes
+// past its buffer for the first of these (found by the image campaign).
+TEST(ImageDecode, HugeDeclaredSizesAreRefusedBeforeTheCodecSeesThem)
+{
+    const std::string huge[] = {
+        // JPEG: start of image, a baseline frame header of 65407 x 61695, end of image
+        std::string("\xff\xd8\xff\xc0\x00\x11\x08\xf0\xff\xff\x7f\x03\x01\x22\x00\x02\x11\x01\x03\x11\x01\xff\xd9", 23),
+        // PNG: signature and a header of 40000 x 1
+        std::string("\x89PNG\r\n\x1a\n\x00\x00\x00\x0dIHDR\x00\x00\x9c\x40\x00\x00\x00\x01\x08\x06\x00\x00\x00", 29),
+        // GIF: a small screen but a frame of 65535 x 65535
+        std::string("GIF89a\x02\x00\x02\x00\x00\x00\x00\x2c\x00\x00\x00\x00\xff\xff\xff\xff\x00\x02\x00\x3b", 26),
+    };
+    std::string tallBmp = threeByTwoBmp();
+    std::memcpy(&tallBmp[22], "\x00\x00\x00\x80", 4);  // a height of -2^31
+    for (const std::string &data : {huge[0], huge[1], huge[2], tallBmp}) {
+        try {
+            Image::Decode(data);
+            ADD_FAILURE() << "decoded " << data.substr(0, 4);
+        } catch (const Image::Exception &e) {
+            EXPECT_EQ(e.code, static_cast<long>(WINCODEC_ERR_IMAGESIZEOUTOFRANGE)) << e.message.Utf8();
         }
     }
 }
