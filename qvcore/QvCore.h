@@ -16,7 +16,12 @@
 #include "qvcore/files/MemoryMappedFile.h"
 #include "qvcore/files/PrivateProfile.h"
 #include "qvcore/files/RegistryKey.h"
+
+#include "qvcore/graphics/Bitmap.h"
+#include "qvcore/graphics/DC.h"
+#include "qvcore/graphics/GdiObject.h"
 #include "qvcore/graphics/HSBColor.h"
+#include "qvcore/graphics/Image.h"
 #include "qvcore/graphics/ImageList.h"
 #include "qvcore/runtime/Application.h"
 #include "qvcore/runtime/LogFile.h"

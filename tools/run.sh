@@ -67,6 +67,15 @@ qvtool map bin/qvtool.exe 0 64
 python3 -c "f = open('sparse.bin', 'wb'); f.truncate(5 << 30); f.seek((4 << 30) + (1 << 20)); f.write(b'far beyond 4 GiB')"
 qvtool map sparse.bin 0x100100000 32
 rm -f sparse.bin
+# Images: the sample images described, the badge blended onto the picture through the
+# library's alpha blit, and the result written as a 32-bit BMP with its alpha channel and as
+# a PNG twice the size.
+cd "$build"
+sample=../../tools/qvtool/sample
+qvtool image info $sample/sample.png $sample/badge.png $sample/blink.gif
+qvtool image compose $sample/sample.png $sample/badge.png composed.bmp --at 12,4 --opacity 200
+qvtool image convert composed.bmp composed.png --width 48
+qvtool image info composed.bmp composed.png
 # XML: the sample catalog through the system's XML parser. The newer generation takes XPath,
 # the first a tag pattern (whose alternatives also match shorter tags: It); a schema check;
 # a malformed document read from standard input.

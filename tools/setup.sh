@@ -4,7 +4,7 @@
 set -eu
 
 PACKAGES="cmake ninja-build g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix libz-mingw-w64-dev
-wine64 wine xvfb googletest python3 libcli11-dev doxygen"
+wine64 wine xvfb googletest python3 python3-pil libcli11-dev doxygen"
 
 installed() {
     case "$(dpkg-query -W -f='${Status}' "$1" 2>/dev/null || true)" in

@@ -151,9 +151,23 @@ TEST_F(UnicodeClient, FileNamesAndTheEnvironmentReachTheNarrowExports)
     EXPECT_EQ(SysInfo::GetEnvironmentVariableW(String(L"QVCORE_UNICODE_CLIENT")), String(L"set"));
 }
 
+TEST_F(UnicodeClient, TextDrawnIntoADeviceContextReachesTheNarrowExports)
+{
+    GDIBitmap canvas = GDIBitmap::CreateDIB(Size(64, 16));
+    MemoryDC dc;
+    dc.Select(canvas);
+    EXPECT_TRUE(dc.TextOut(Point(0, 0), String(L"a")));
+    EXPECT_TRUE(dc.TextOutA(Point(0, 0), String(L"a")));
+    EXPECT_TRUE(dc.TextOutW(Point(0, 0), String(L"a")));
+    EXPECT_GT(dc.DrawText(String(L"a"), Rect(0, 0, 64, 16), DT_LEFT), 0);
+    EXPECT_GT(dc.DrawTextA(String(L"a"), Rect(0, 0, 64, 16), DT_LEFT), 0);
+    EXPECT_GT(dc.DrawTextW(String(L"a"), Rect(0, 0, 64, 16), DT_LEFT), 0);
+}
+
 // A client that undefines the system's macros calls the library's names as they are spelt.
 #undef CreateDirectory
 #undef DeleteFile
+#undef DrawText
 #undef FormatMessage
 #undef GetDriveType
 #undef GetEnvironmentVariable
@@ -162,6 +176,7 @@ TEST_F(UnicodeClient, FileNamesAndTheEnvironmentReachTheNarrowExports)
 #undef LoadBitmap
 #undef LoadString
 #undef MessageBox
+#undef TextOut
 
 TEST_F(UnicodeClient, PlainNamesReachTheNarrowExportsWhereTheClientUndefinesTheMacros)
 {
@@ -195,6 +210,12 @@ TEST_F(UnicodeClient, PlainNamesReachTheNarrowExportsWhereTheClientUndefinesTheM
     EXPECT_FALSE(File::FileExists(name));
     ASSERT_TRUE(SetEnvironmentVariableA("QVCORE_UNICODE_CLIENT", "plain"));
     EXPECT_EQ(SysInfo::GetEnvironmentVariable(String(L"QVCORE_UNICODE_CLIENT")), String(L"plain"));
+
+    GDIBitmap canvas = GDIBitmap::CreateDIB(Size(64, 16));
+    MemoryDC dc;
+    dc.Select(canvas);
+    EXPECT_TRUE(dc.TextOut(Point(0, 0), String(L"a")));
+    EXPECT_GT(dc.DrawText(String(L"a"), Rect(0, 0, 64, 16), DT_LEFT), 0);
 
     list.Destroy();
     FreeLibrary(bitmaps);

@@ -109,7 +109,7 @@ def expected_ini():
 
 
 def prepare(folder):
-    for sample in ("settings.ini", "catalog.xml", "catalog.xsd"):
+    for sample in ("settings.ini", "catalog.xml", "catalog.xsd", "sample.png", "badge.png"):
         shutil.copy(os.path.join(samples, sample), folder)
     os.mkdir(os.path.join(folder, "sub"))
     for name, data in [("cp1252.txt", b"caf\xe9 \x80"), ("sub/deep.ini", b"[A]\r\nb=c\r\n"), ("old.bin", b"OLD")]:
@@ -335,6 +335,23 @@ ROWS = [
     ("map of a missing file", ["map", D + "absent.bin"], b"", 1, [], ["cannot open '", "absent.bin': {missing}"], {},
      {}),
     ("map: a bad offset", ["map", D + "old.bin", "x1"], b"", 2, [], ["not a byte count"], {}, {}),
+    # image: the sample pictures (their pixels are checked against Python's imaging library in
+    # tests/graphics/image_interop.py)
+    ("image info", ["image", "info", D + "sample.png", D + "badge.png"], b"", 0,
+     ["sample.png: PNG 24x16, 32 bpp, alpha, 1 frame", "badge.png: PNG 10x10, 32 bpp, alpha, 1 frame"], [], {}, {}),
+    ("image convert to a BMP with its alpha declared", ["image", "convert", D + "sample.png", D + "out.bmp"], b"", 0,
+     [], [], {"out.bmp": [b"BM", struct.pack("<I", 124), struct.pack("<I", 0xFF000000)]}, {}),
+    ("image compose to standard output", ["image", "compose", D + "sample.png", D + "badge.png", "-", "--at", "3,4"],
+     b"", 0, [b"BM"], [], {}, {}),
+    ("image without a subcommand", ["image"], b"", 2, [], ["image", "--help"], {}, {}),
+    ("image compose: opacity beyond 255", ["image", "compose", D + "sample.png", D + "badge.png", D + "o.png",
+                                          "--opacity", "300"], b"", 2, [], ["--opacity"], {}, {}),
+    ("image compose: a bad position", ["image", "compose", D + "sample.png", D + "badge.png", D + "o.png", "--at",
+                                      "3;4"], b"", 2, [], ["not a position X,Y"], {}, {}),
+    ("image info of a file that is no image", ["image", "info", D + "settings.ini", D + "badge.png"], b"", 1,
+     ["badge.png: PNG"], ["cannot decode '", "settings.ini': ", "(0x"], {}, {}),
+    ("image convert of a missing file", ["image", "convert", D + "absent.png", D + "out.png"], b"", 1, [],
+     ["cannot open '", "absent.png': {missing}"], {}, {}),
     # xml: the sample catalog (tags as the first generation reports them: upper case on Wine)
     ("xml: the root", ["xml", D + "catalog.xml", "--attr", "name"], b"", 0, ['catalog name="Sample library"'], [],
      {}, {}),
