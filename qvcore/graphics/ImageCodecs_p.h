@@ -46,7 +46,7 @@ private:
 /// Throws Image::Exception (WINCODEC_ERR_IMAGESIZEOUTOFRANGE) when the image file's headers
 /// declare an image or frame beyond Image::kMaxSide or Image::kMaxPixels (PNG, GIF, BMP, JPEG,
 /// TIFF, ICO; other data passes), and WINCODEC_ERR_BADIMAGE for a GIF frame without any colour
-/// table.
+/// table or a GIF whose blocks do not lead to its trailer.
 void checkDeclaredSize(const void *data, size_t count);
 
 /// Makes a 32-bit BMP file's header a version-5 one whose masks declare the alpha channel

@@ -58,8 +58,9 @@ void checkDib(const Bytes &dib)
 }
 
 /// The logical screen and every frame's descriptor (decoders read all frames at once). A frame
-/// without any colour table (neither the file's nor its own) is refused as damaged: Wine's
-/// decoder reads through the missing table's null pointer.
+/// without any colour table (neither the file's nor its own) is refused as damaged (Wine's
+/// decoder reads through the missing table's null pointer), and so is a file whose blocks do
+/// not lead to its trailer.
 void checkGif(const Bytes &file)
 {
     refuse(file.Le16(6), file.Le16(8));
@@ -81,10 +82,15 @@ void checkGif(const Bytes &file)
                 fail(WINCODEC_ERR_BADIMAGE);
             at += 10 + ((flags & 0x80) ? 3u << ((flags & 7) + 1) : 0);
             at = skipBlocks(at + 1);
+        } else if (kind == 0x3B) {
+            return;
         } else {
-            return;  // the trailer, or damage the decoder will meet
+            break;
         }
     }
+    // Cut short or with a block of no known kind: Wine's decoder keeps what it had read of such
+    // a file (some 25 KB each time), so it is refused here.
+    fail(WINCODEC_ERR_BADIMAGE);
 }
 
 /// Every frame header up to the first scan.
