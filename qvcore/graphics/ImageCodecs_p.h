@@ -45,7 +45,8 @@ private:
 
 /// Throws Image::Exception (WINCODEC_ERR_IMAGESIZEOUTOFRANGE) when the image file's headers
 /// declare an image or frame beyond Image::kMaxSide or Image::kMaxPixels (PNG, GIF, BMP, JPEG,
-/// TIFF, ICO; other data passes).
+/// TIFF, ICO; other data passes), and WINCODEC_ERR_BADIMAGE for a GIF frame without any colour
+/// table or a GIF whose blocks do not lead to its trailer.
 void checkDeclaredSize(const void *data, size_t count);
 
 /// Makes a 32-bit BMP file's header a version-5 one whose masks declare the alpha channel

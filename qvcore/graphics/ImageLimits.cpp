@@ -1,7 +1,8 @@
 // The size an image file declares, read from its headers before any codec sees the data: the
 // system's codecs do not all survive sizes they cannot allocate (Wine's JPEG decoder overflows
 // its buffer size for a frame of 65407x61695 and writes past the end), so a declared size
-// beyond the library's limits is refused first. Only the fields that give sizes are read.
+// beyond the library's limits is refused first. Only the fields that give sizes are read (and,
+// for GIF, whether a frame has colours at all).
 #include "qvcore/graphics/ImageCodecs_p.h"
 
 #include <cstdlib>
@@ -56,10 +57,14 @@ void checkDib(const Bytes &dib)
         refuse(static_cast<long>(dib.Le32(4)), static_cast<long>(dib.Le32(8)));
 }
 
-/// The logical screen and every frame's descriptor (decoders read all frames at once).
+/// The logical screen and every frame's descriptor (decoders read all frames at once). A frame
+/// without any colour table (neither the file's nor its own) is refused as damaged (Wine's
+/// decoder reads through the missing table's null pointer), and so is a file whose blocks do
+/// not lead to its trailer.
 void checkGif(const Bytes &file)
 {
     refuse(file.Le16(6), file.Le16(8));
+    bool globalTable = (file.Byte(10) & 0x80) != 0;
     size_t at = 13 + ((file.Byte(10) & 0x80) ? 3u << ((file.Byte(10) & 7) + 1) : 0);
     auto skipBlocks = [&file](size_t offset) {
         while (file.Has(offset, 1) && file.Byte(offset) != 0)
@@ -73,12 +78,19 @@ void checkGif(const Bytes &file)
         } else if (kind == 0x2C) {
             refuse(file.Le16(at + 5), file.Le16(at + 7));
             unsigned flags = file.Byte(at + 9);
+            if (!globalTable && !(flags & 0x80))
+                fail(WINCODEC_ERR_BADIMAGE);
             at += 10 + ((flags & 0x80) ? 3u << ((flags & 7) + 1) : 0);
             at = skipBlocks(at + 1);
+        } else if (kind == 0x3B) {
+            return;
         } else {
-            return;  // the trailer, or damage the decoder will meet
+            break;
         }
     }
+    // Cut short or with a block of no known kind: Wine's decoder keeps what it had read of such
+    // a file (some 25 KB each time), so it is refused here.
+    fail(WINCODEC_ERR_BADIMAGE);
 }
 
 /// Every frame header up to the first scan.

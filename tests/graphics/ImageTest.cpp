@@ -119,6 +119,16 @@ TEST(ImageDecode, HugeDeclaredSizesAreRefusedBeforeTheCodecSeesThem)
         // GIF: a small screen but a frame of 65535 x 65535
         std::string("GIF89a\x02\x00\x02\x00\x00\x00\x00\x2c\x00\x00\x00\x00\xff\xff\xff\xff\x00\x02\x00\x3b", 26),
     };
+    // GIF: a frame with neither the file's colour table nor its own (Wine's decoder reads
+    // through a null pointer for it; found by the image campaign)
+    const std::string colourless("GIF89a\x02\x00\x02\x00\x00\x00\x00\x2c\x00\x00\x00\x00\x02\x00\x02\x00\x00"
+                                 "\x02\x02\x44\x01\x00\x3b", 29);
+    try {
+        Image::Decode(colourless);
+        ADD_FAILURE() << "decoded a GIF without colours";
+    } catch (const Image::Exception &e) {
+        EXPECT_EQ(e.code, static_cast<long>(WINCODEC_ERR_BADIMAGE)) << e.message.Utf8();
+    }
     std::string tallBmp = threeByTwoBmp();
     std::memcpy(&tallBmp[22], "\x00\x00\x00\x80", 4);  // a height of -2^31
     for (const std::string &data : {huge[0], huge[1], huge[2], tallBmp}) {
