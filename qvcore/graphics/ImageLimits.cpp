@@ -43,9 +43,11 @@ void refuse(long long width, long long height)
         fail(WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
 }
 
+/// The header chunk's size, where the file begins with one (anything else is the codec's to refuse).
 void checkPng(const Bytes &file)
 {
-    refuse(file.Be32(16), file.Be32(20));
+    if (file.StartsWith(12, "IHDR"))
+        refuse(file.Be32(16), file.Be32(20));
 }
 
 /// A DIB: a core header gives 16-bit sizes, every later one 32-bit signed ones.
