@@ -16,12 +16,7 @@ const COLORREF kRed = RGB(255, 0, 0), kGreen = RGB(0, 255, 0), kBlue = RGB(0, 0,
 const int kSide = 8;
 const int kStripBitmap = 101;  // TestBitmaps.rc
 
-struct BitmapTraits {
-    typedef HBITMAP Handle;
-    static Handle Invalid() { return nullptr; }
-    static void Close(Handle bitmap) { DeleteObject(bitmap); }
-};
-typedef ScopedHandle<BitmapTraits> ScopedBitmap;
+typedef ScopedGdiObject<HBITMAP> ScopedBitmap;
 
 struct IconTraits {
     typedef HICON Handle;
